@@ -1,0 +1,24 @@
+# Compiler settings shared by every target of the project.
+
+set(LIMITRA_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wold-style-cast -Wnon-virtual-dtor
+    # Designated initializers leave the other members at their defaults on purpose.
+    -Wno-missing-field-initializers)
+
+if(LIMITRA_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
+# Applies the project's warnings and include root to a target of ours
+# (not to third-party code).
+function(limitra_configure_target target)
+    target_compile_options(${target} PRIVATE ${LIMITRA_WARNINGS})
+    target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_compile_definitions(${target} PRIVATE QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII
+                                                 QT_NO_NARROWING_CONVERSIONS_IN_CONNECT)
+endfunction()
+
+function(limitra_add_library target)
+    add_library(${target} STATIC ${ARGN})
+    limitra_configure_target(${target})
+endfunction()

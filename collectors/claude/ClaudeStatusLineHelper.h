@@ -1,0 +1,35 @@
+#pragma once
+
+#include "model/Result.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <chrono>
+#include <optional>
+
+// The status-line command that the bridge installs into Claude Code: records
+// each payload for the running application, then prints the user's previous
+// status line (or a short usage summary of its own).
+namespace ClaudeStatusLineHelper {
+
+// How long the helper waits for standard input to form a complete JSON
+// document before it gives up with status 2.
+inline constexpr std::chrono::milliseconds kInputTimeLimit{5000};
+// No status-line payload comes near this size.
+inline constexpr qsizetype kMaxPayloadBytes = 16 * 1024 * 1024;
+
+// Reads the payload from standard input and writes the status line to standard
+// output. Returns 0 (recorded and printed), 1 (could not record it or could not
+// start the previous command) or 2 (no JSON object or array on the input).
+int run();
+
+// Runs the status-line command saved in the backup with `input` on its
+// standard input. None when there is no usable saved command, when it is the
+// bridge itself, or when it did not exit with status 0.
+Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input);
+
+// "Claude · 5h 42% · 7d 13%\n", or "Limitra · waiting for Claude usage\n".
+QString compactSummary(const QByteArray &payload);
+
+} // namespace ClaudeStatusLineHelper

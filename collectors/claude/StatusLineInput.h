@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <chrono>
+
+// What the status-line helper read from its standard input.
+struct StatusLineInput {
+    QByteArray bytes;
+    // False when reading gave up: no complete document within the time limit,
+    // or more bytes than any payload has.
+    bool finished = true;
+};
+
+// Reads until end of file, or until the bytes form one complete JSON object or
+// array (plus whatever has already arrived after it), or until `limit` has
+// passed, or until `maxBytes` have been read.
+StatusLineInput readStatusLineInput(int fd, std::chrono::milliseconds limit, qsizetype maxBytes);

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+#include <optional>
+
+// One rate-limit window of a provider.
+struct UsageWindow {
+    QString id; // stable across refreshes, e.g. "claude.five_hour"
+    QString label;
+    double usedPercent = 0; // as reported, not clamped
+    std::optional<QDateTime> resetsAt;
+    std::optional<qint64> windowMinutes;
+    std::optional<QString> scope; // the limit family, absent for the main limit
+
+    // "Reset unavailable", or "Resets " and the relative time from `now`.
+    QString resetDescription(const QDateTime &now = QDateTime::currentDateTimeUtc()) const;
+
+    friend bool operator==(const UsageWindow &, const UsageWindow &) = default;
+};

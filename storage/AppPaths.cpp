@@ -1,0 +1,41 @@
+#include "storage/AppPaths.h"
+
+#include "system/FileSystem.h"
+
+#include <QFile>
+
+#include <pwd.h>
+#include <unistd.h>
+
+namespace AppPaths {
+
+QString homeDirectory()
+{
+    const QByteArray home = qgetenv("HOME");
+    if (!home.isEmpty())
+        return QFile::decodeName(home);
+    if (const passwd *entry = ::getpwuid(::getuid()); entry && entry->pw_dir)
+        return QFile::decodeName(entry->pw_dir);
+    qFatal("Limitra cannot tell the user's home folder");
+}
+
+QString dataHome()
+{
+    const QString configured = QFile::decodeName(qgetenv("XDG_DATA_HOME"));
+    // Relative values are invalid and must be ignored.
+    if (configured.startsWith(QLatin1Char('/')))
+        return configured;
+    return homeDirectory() + QStringLiteral("/.local/share");
+}
+
+QString applicationSupportDirectory()
+{
+    return dataHome() + QStringLiteral("/Limitra");
+}
+
+Result<void> ensureApplicationSupportDirectory()
+{
+    return FileSystem::makeDirectories(applicationSupportDirectory(), 0700);
+}
+
+} // namespace AppPaths

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "model/Result.h"
+
+#include <QString>
+
+// Where Limitra keeps its own files: "Limitra" in the user's XDG data folder
+// ($XDG_DATA_HOME, by default ~/.local/share).
+namespace AppPaths {
+
+// The user's XDG data folder: $XDG_DATA_HOME when it is an absolute path,
+// else ~/.local/share.
+QString dataHome();
+
+QString applicationSupportDirectory();
+
+// Creates the folder (mode 0700) and any missing parents; an existing folder
+// is fine, a file in its place is an error.
+Result<void> ensureApplicationSupportDirectory();
+
+// The user's home folder ($HOME, else the password database).
+QString homeDirectory();
+
+} // namespace AppPaths

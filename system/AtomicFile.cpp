@@ -1,0 +1,151 @@
+#include "system/AtomicFile.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+
+namespace AtomicFile {
+
+namespace {
+
+constexpr int kMaxLinkHops = 40;
+// Keeps the temporary name within NAME_MAX for long file names.
+constexpr qsizetype kMaxNameInTemporary = 200;
+
+Error writeError(int errorNumber, const QString &path)
+{
+    return Error::fromErrno(errorNumber, QStringLiteral("Could not write %1").arg(path));
+}
+
+QByteArray folderOf(const QByteArray &path)
+{
+    const qsizetype slash = path.lastIndexOf('/');
+    if (slash < 0)
+        return QByteArrayLiteral(".");
+    if (slash == 0)
+        return QByteArrayLiteral("/");
+    return path.left(slash);
+}
+
+QByteArray nameOf(const QByteArray &path)
+{
+    return path.mid(path.lastIndexOf('/') + 1);
+}
+
+// 0 when the existing target (if any) and its folder allow the replacement,
+// else the errno value that explains why not.
+int replacementBlocker(const QByteArray &target)
+{
+    const QByteArray folder = folderOf(target);
+    struct stat info = {};
+    if (::stat(folder.constData(), &info) != 0)
+        return errno;
+    if (!S_ISDIR(info.st_mode))
+        return ENOTDIR;
+    if (::access(folder.constData(), W_OK | X_OK) != 0)
+        return errno;
+    if (::stat(target.constData(), &info) == 0) {
+        if (S_ISDIR(info.st_mode))
+            return EISDIR;
+        if (::access(target.constData(), W_OK) != 0)
+            return errno;
+    }
+    return 0;
+}
+
+bool writeAll(int fd, QByteArrayView data)
+{
+    const char *cursor = data.data();
+    qsizetype left = data.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, cursor, static_cast<size_t>(left));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        cursor += written;
+        left -= written;
+    }
+    return true;
+}
+
+} // namespace
+
+Result<QByteArray> resolveSymbolicLinks(const QByteArray &path)
+{
+    QByteArray current = path;
+    for (int hop = 0; hop < kMaxLinkHops; ++hop) {
+        struct stat info = {};
+        if (::lstat(current.constData(), &info) != 0 || !S_ISLNK(info.st_mode))
+            return current;
+        char buffer[PATH_MAX];
+        const ssize_t length = ::readlink(current.constData(), buffer, sizeof buffer);
+        if (length < 0 || length >= static_cast<ssize_t>(sizeof buffer))
+            return Error::fromErrno(length < 0 ? errno : ENAMETOOLONG,
+                                    QStringLiteral("Could not follow %1").arg(QFile::decodeName(path)));
+        const QByteArray link(buffer, length);
+        current = link.startsWith('/') ? link : folderOf(current) + '/' + link;
+    }
+    return Error::fromErrno(ELOOP, QStringLiteral("Could not follow %1").arg(QFile::decodeName(path)));
+}
+
+Result<void> checkWritable(const QString &path)
+{
+    Result<QByteArray> target = resolveSymbolicLinks(QFile::encodeName(path));
+    if (!target)
+        return target.error();
+    if (const int blocker = replacementBlocker(*target))
+        return writeError(blocker, path);
+    return {};
+}
+
+Result<void> write(const QString &path, QByteArrayView data, const Options &options)
+{
+    Result<QByteArray> resolved = resolveSymbolicLinks(QFile::encodeName(path));
+    if (!resolved)
+        return resolved.error();
+    const QByteArray &target = *resolved;
+    if (const int blocker = replacementBlocker(target))
+        return writeError(blocker, path);
+
+    mode_t mode = options.mode;
+    struct stat existing = {};
+    if (options.keepExistingMode && ::stat(target.constData(), &existing) == 0)
+        mode = existing.st_mode & 07777;
+
+    const QByteArray folder = folderOf(target);
+    QByteArray temporary = folder + "/." + nameOf(target).left(kMaxNameInTemporary) + ".tmp-XXXXXX";
+    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0)
+        return writeError(errno, path);
+
+    int failure = 0;
+    if (::fchmod(fd, mode) != 0 || !writeAll(fd, data) || (options.durable && ::fsync(fd) != 0))
+        failure = errno;
+    if (::close(fd) != 0 && failure == 0)
+        failure = errno;
+    if (failure == 0 && ::rename(temporary.constData(), target.constData()) != 0)
+        failure = errno;
+    if (failure != 0) {
+        ::unlink(temporary.constData());
+        return writeError(failure, path);
+    }
+
+    if (options.durable) {
+        // Makes the rename itself survive a crash.
+        const int folderFd = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (folderFd >= 0) {
+            ::fsync(folderFd);
+            ::close(folderFd);
+        }
+    }
+    return {};
+}
+
+} // namespace AtomicFile

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "model/Result.h"
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QString>
+
+#include <sys/types.h>
+
+// Replacing a file so that readers only ever see the old or the new content:
+// the bytes go to a temporary file in the target's folder, which is then
+// renamed over the target. A symbolic link at the path is followed, so the
+// link survives and its target is replaced. A target the user may not write
+// is refused (the rename alone would get around its permissions).
+namespace AtomicFile {
+
+struct Options {
+    mode_t mode = 0600;
+    // Keep the permissions of a file being replaced (for files other programs
+    // own); `mode` then only applies to a new file.
+    bool keepExistingMode = false;
+    // Flush the data and the folder to disk before returning. Files that are
+    // rewritten every few seconds and worthless after a crash skip it.
+    bool durable = true;
+};
+
+Result<void> write(const QString &path, QByteArrayView data, const Options &options = {});
+
+// Whether `write` could replace the file at `path` now: its folder exists and
+// may be written, and an existing target may be written. Lets a caller that
+// changes several files check them all before touching any.
+Result<void> checkWritable(const QString &path);
+
+// The path with symbolic links at its end followed (up to 40 hops). The
+// final target need not exist.
+Result<QByteArray> resolveSymbolicLinks(const QByteArray &path);
+
+} // namespace AtomicFile

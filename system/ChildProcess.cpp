@@ -1,0 +1,322 @@
+#include "system/ChildProcess.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vector>
+
+extern char **environ;
+
+namespace {
+
+constexpr std::chrono::milliseconds kExitPollInterval{20};
+
+void closeFd(int &fd)
+{
+    if (fd >= 0) {
+        ::close(fd);
+        fd = -1;
+    }
+}
+
+// Owns the argument or environment strings handed to posix_spawn.
+class CStringList
+{
+public:
+    void append(QByteArray text) { m_storage.push_back(std::move(text)); }
+    char **data()
+    {
+        m_pointers.clear();
+        for (QByteArray &text : m_storage)
+            m_pointers.push_back(text.data());
+        m_pointers.push_back(nullptr);
+        return m_pointers.data();
+    }
+
+private:
+    std::vector<QByteArray> m_storage;
+    std::vector<char *> m_pointers;
+};
+
+struct Pipe {
+    int read = -1;
+    int write = -1;
+    ~Pipe()
+    {
+        closeFd(read);
+        closeFd(write);
+    }
+};
+
+int openPipe(Pipe &pipe)
+{
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0)
+        return errno;
+    pipe.read = fds[0];
+    pipe.write = fds[1];
+    return 0;
+}
+
+// Connects standard stream `target` of the child as `mode` asks; `childEnd`
+// is the pipe end the child uses when the mode is a pipe.
+int connectStream(posix_spawn_file_actions_t &actions, ChildStream mode, int target, int childEnd)
+{
+    switch (mode) {
+    case ChildStream::pipe:
+        return posix_spawn_file_actions_adddup2(&actions, childEnd, target);
+    case ChildStream::null:
+        return posix_spawn_file_actions_addopen(&actions, target, "/dev/null", target == 0 ? O_RDONLY : O_WRONLY, 0);
+    case ChildStream::inherit:
+        return 0;
+    }
+    return EINVAL;
+}
+
+int openExitFd(pid_t pid)
+{
+#ifdef SYS_pidfd_open
+    const long fd = ::syscall(SYS_pidfd_open, pid, 0);
+    if (fd >= 0) {
+        ::fcntl(static_cast<int>(fd), F_SETFD, FD_CLOEXEC);
+        return static_cast<int>(fd);
+    }
+#else
+    Q_UNUSED(pid);
+#endif
+    return -1;
+}
+
+} // namespace
+
+Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
+{
+    Pipe input, output, errors;
+    for (auto [mode, pipe] : {std::pair{spec.input, &input}, {spec.output, &output}, {spec.errors, &errors}}) {
+        if (mode == ChildStream::pipe) {
+            if (const int failure = openPipe(*pipe))
+                return Error::fromErrno(failure, QString());
+        }
+    }
+
+    // A relative program path means the caller's folder, even when the child
+    // starts in another working folder.
+    QString program = spec.program;
+    if (!program.isEmpty() && QFileInfo(program).isRelative())
+        program = QDir::current().absoluteFilePath(program);
+    const QByteArray programPath = QFile::encodeName(program);
+
+    CStringList argv;
+    argv.append(programPath);
+    for (const QString &argument : spec.arguments)
+        argv.append(argument.toUtf8());
+    CStringList envp;
+    if (spec.environment) {
+        for (const QByteArray &entry : *spec.environment)
+            envp.append(entry);
+    }
+
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_init(&attributes);
+
+    int failure = connectStream(actions, spec.input, STDIN_FILENO, input.read);
+    if (failure == 0)
+        failure = connectStream(actions, spec.output, STDOUT_FILENO, output.write);
+    if (failure == 0)
+        failure = connectStream(actions, spec.errors, STDERR_FILENO, errors.write);
+    if (failure == 0)
+        failure = posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    if (failure == 0 && spec.workingDirectory)
+        failure = posix_spawn_file_actions_addchdir_np(&actions, QFile::encodeName(*spec.workingDirectory).constData());
+
+    sigset_t allSignals, noSignals;
+    sigfillset(&allSignals);
+    sigemptyset(&noSignals);
+    short flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
+    if (spec.ownProcessGroup)
+        flags |= POSIX_SPAWN_SETPGROUP;
+    if (failure == 0)
+        failure = posix_spawnattr_setflags(&attributes, flags);
+    if (failure == 0)
+        failure = posix_spawnattr_setsigdefault(&attributes, &allSignals);
+    if (failure == 0)
+        failure = posix_spawnattr_setsigmask(&attributes, &noSignals);
+    if (failure == 0 && spec.ownProcessGroup)
+        failure = posix_spawnattr_setpgroup(&attributes, 0);
+
+    pid_t pid = -1;
+    if (failure == 0) {
+        failure = ::posix_spawn(&pid, programPath.constData(), &actions, &attributes, argv.data(),
+                                spec.environment ? envp.data() : environ);
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    if (failure != 0)
+        return Error::fromErrno(failure, QString());
+
+    std::unique_ptr<ChildProcess> child(new ChildProcess);
+    child->m_pid = pid;
+    child->m_ownGroup = spec.ownProcessGroup;
+    std::swap(child->m_input, input.write);
+    std::swap(child->m_output, output.read);
+    std::swap(child->m_errors, errors.read);
+    child->m_exitFd = openExitFd(pid);
+    return child;
+}
+
+ChildProcess::~ChildProcess()
+{
+    closeFd(m_input);
+    closeFd(m_output);
+    closeFd(m_errors);
+    if (!hasExited()) {
+        signal(SIGKILL);
+        waitForExit();
+    }
+    closeFd(m_exitFd);
+}
+
+void ChildProcess::closeInput()
+{
+    closeFd(m_input);
+}
+
+void ChildProcess::closeOutput()
+{
+    closeFd(m_output);
+}
+
+void ChildProcess::recordStatus(int waitStatus)
+{
+    if (WIFEXITED(waitStatus))
+        m_status = ExitStatus{true, WEXITSTATUS(waitStatus)};
+    else
+        m_status = ExitStatus{false, WTERMSIG(waitStatus)};
+}
+
+bool ChildProcess::hasExited()
+{
+    if (m_status)
+        return true;
+    int waitStatus = 0;
+    pid_t reaped;
+    do {
+        reaped = ::waitpid(m_pid, &waitStatus, WNOHANG);
+    } while (reaped < 0 && errno == EINTR);
+    if (reaped == m_pid) {
+        recordStatus(waitStatus);
+        return true;
+    }
+    if (reaped < 0) {
+        // Someone else reaped it (ECHILD); it is gone either way.
+        m_status = ExitStatus{false, 0};
+        return true;
+    }
+    return false;
+}
+
+std::optional<ExitStatus> ChildProcess::waitForExit(std::optional<std::chrono::milliseconds> timeout)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = timeout ? Clock::now() + *timeout : Clock::time_point::max();
+    while (!hasExited()) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        if (timeout && left.count() <= 0)
+            return std::nullopt;
+        if (m_exitFd >= 0) {
+            pollfd entry{m_exitFd, POLLIN, 0};
+            const int wait = timeout ? static_cast<int>(std::min<qint64>(left.count(), INT_MAX)) : -1;
+            ::poll(&entry, 1, wait);
+        } else {
+            ::usleep(static_cast<useconds_t>(kExitPollInterval.count() * 1000));
+        }
+    }
+    return m_status;
+}
+
+void ChildProcess::signal(int signalNumber)
+{
+    if (m_status || m_pid <= 0)
+        return;
+    ::kill(m_ownGroup ? -m_pid : m_pid, signalNumber);
+}
+
+ChildRun runToCompletion(ChildProcess &child, QByteArrayView input)
+{
+    ChildRun run;
+    qsizetype written = 0;
+    if (child.inputFd() >= 0) {
+        ::fcntl(child.inputFd(), F_SETFL, ::fcntl(child.inputFd(), F_GETFL) | O_NONBLOCK);
+        if (input.isEmpty())
+            child.closeInput();
+    }
+    if (child.outputFd() >= 0)
+        ::fcntl(child.outputFd(), F_SETFL, ::fcntl(child.outputFd(), F_GETFL) | O_NONBLOCK);
+
+    const auto drainOutput = [&] {
+        char chunk[65536];
+        while (child.outputFd() >= 0) {
+            const ssize_t got = ::read(child.outputFd(), chunk, sizeof chunk);
+            if (got > 0) {
+                run.output.append(chunk, got);
+                continue;
+            }
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got == 0 || errno != EAGAIN)
+                child.closeOutput();
+            return;
+        }
+    };
+
+    while (!child.hasExited()) {
+        pollfd entries[3];
+        nfds_t count = 0;
+        if (child.outputFd() >= 0)
+            entries[count++] = {child.outputFd(), POLLIN, 0};
+        if (child.inputFd() >= 0)
+            entries[count++] = {child.inputFd(), POLLOUT, 0};
+        if (child.exitFd() >= 0)
+            entries[count++] = {child.exitFd(), POLLIN, 0};
+        const bool exitVisible = child.exitFd() >= 0;
+        const int timeout = exitVisible ? -1 : static_cast<int>(kExitPollInterval.count());
+        if (::poll(entries, count, timeout) < 0 && errno != EINTR)
+            break;
+
+        drainOutput();
+        if (child.inputFd() >= 0) {
+            while (written < input.size()) {
+                const ssize_t sent =
+                    ::write(child.inputFd(), input.data() + written, static_cast<size_t>(input.size() - written));
+                if (sent > 0) {
+                    written += sent;
+                    continue;
+                }
+                if (sent < 0 && errno == EINTR)
+                    continue;
+                if (sent < 0 && errno == EAGAIN)
+                    break;
+                written = input.size(); // EPIPE: the child does not want more input
+            }
+            if (written >= input.size())
+                child.closeInput();
+        }
+    }
+    child.closeInput();
+    drainOutput();
+    child.closeOutput();
+    run.status = child.waitForExit().value_or(ExitStatus{});
+    return run;
+}

@@ -1,0 +1,77 @@
+// Which mode the arguments select, and what the executable does without one.
+#include "app/CommandLine.h"
+#include "tests/support/LimitraProcess.h"
+#include "tests/support/TestHome.h"
+
+#include <QtTest>
+
+#include <vector>
+
+Q_DECLARE_METATYPE(CommandLineMode::Kind)
+
+class CommandLineTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void modes_data();
+    void modes();
+    void withoutModeThereIsNoApplicationYet();
+};
+
+void CommandLineTest::modes_data()
+{
+    using Kind = CommandLineMode::Kind;
+    QTest::addColumn<QList<QByteArray>>("arguments");
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QByteArray>("path");
+
+    QTest::newRow("nothing") << QList<QByteArray>{"limitra"} << Kind::graphical << QByteArray();
+    QTest::newRow("status line anywhere")
+        << QList<QByteArray>{"limitra", "x", "--claude-statusline"} << Kind::statusLine << QByteArray();
+    QTest::newRow("status line beats diagnostics")
+        << QList<QByteArray>{"limitra", "--check-codex", "--check-claude", "--claude-statusline"} << Kind::statusLine
+        << QByteArray();
+    QTest::newRow("codex beats claude") << QList<QByteArray>{"limitra", "--check-claude", "--check-codex"}
+                                        << Kind::checkCodex << QByteArray();
+    QTest::newRow("codex beats codex path")
+        << QList<QByteArray>{"limitra", "--check-codex-path=/a", "--check-codex"} << Kind::checkCodex << QByteArray();
+    QTest::newRow("first path wins") << QList<QByteArray>{"limitra", "--check-codex-path=/a", "--check-codex-path=/b"}
+                                     << Kind::checkCodexPath << QByteArray("/a");
+    QTest::newRow("empty path") << QList<QByteArray>{"limitra", "--check-codex-path="} << Kind::checkCodexPath
+                                << QByteArray("");
+    QTest::newRow("path kept as written") << QList<QByteArray>{"limitra", "--check-codex-path= ~/bin/codex"}
+                                          << Kind::checkCodexPath << QByteArray(" ~/bin/codex");
+    QTest::newRow("claude") << QList<QByteArray>{"limitra", "--check-claude"} << Kind::checkClaude << QByteArray();
+    QTest::newRow("letter case differs") << QList<QByteArray>{"limitra", "--Check-Claude", "--CLAUDE-STATUSLINE"}
+                                         << Kind::graphical << QByteArray();
+    QTest::newRow("single dash") << QList<QByteArray>{"limitra", "-check-codex", "-claude-statusline"}
+                                 << Kind::graphical << QByteArray();
+    QTest::newRow("switch with a suffix")
+        << QList<QByteArray>{"limitra", "--check-codex2"} << Kind::graphical << QByteArray();
+}
+
+void CommandLineTest::modes()
+{
+    QFETCH(QList<QByteArray>, arguments);
+    QFETCH(CommandLineMode::Kind, kind);
+    QFETCH(QByteArray, path);
+    std::vector<const char *> argv;
+    for (const QByteArray &argument : arguments)
+        argv.push_back(argument.constData());
+    const CommandLineMode mode = chooseCommandLineMode(argv);
+    QCOMPARE(mode.kind, kind);
+    QCOMPARE(mode.path, path);
+}
+
+void CommandLineTest::withoutModeThereIsNoApplicationYet()
+{
+    TestHome home;
+    const LimitraRun run = runLimitra({QStringLiteral("--unknown")}, {}, home.environment());
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.errors, QByteArray("Limitra: this build has no graphical application yet.\n"));
+    QVERIFY(run.output.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(CommandLineTest)
+#include "tst_CommandLine.moc"
