@@ -1,6 +1,7 @@
 #include "collectors/claude/ClaudeIntegrationManager.h"
 
 #include "model/Json.h"
+#include "model/JsonNumberShield.h"
 #include "storage/AppPaths.h"
 #include "system/AtomicFile.h"
 
@@ -22,7 +23,9 @@ QString settingsFolder()
     return AppPaths::homeDirectory() + QStringLiteral("/.claude");
 }
 
-Result<QJsonObject> loadSettings()
+// The settings with the numbers that Qt would not keep exactly set aside in
+// `numbers`, which then puts them back when the settings are written.
+Result<QJsonObject> loadSettings(JsonNumberShield &numbers)
 {
     const QString path = settingsPath();
     if (!FileSystem::exists(path))
@@ -30,20 +33,20 @@ Result<QJsonObject> loadSettings()
     Result<QByteArray> bytes = FileSystem::readFile(path);
     if (!bytes)
         return bytes.error();
-    Result<QJsonDocument> document = parseJson(*bytes, QStringLiteral("~/.claude/settings.json"));
-    if (!document)
-        return document.error();
+    Result<QJsonDocument> document = parseJson(numbers.shield(*bytes), QStringLiteral("~/.claude/settings.json"));
+    if (!document) // report the position in the file as it is
+        return parseJson(*bytes, QStringLiteral("~/.claude/settings.json")).error();
     if (!document->isObject())
         return LimitraError::invalidResponse(QStringLiteral("~/.claude/settings.json is not a JSON object"));
     return document->object();
 }
 
 // Claude Code owns the file: its permissions stay as the user set them.
-Result<void> writeSettings(const QJsonObject &settings)
+Result<void> writeSettings(const QJsonObject &settings, const JsonNumberShield &numbers)
 {
     if (Result<void> folder = FileSystem::makeDirectories(settingsFolder()); !folder)
         return folder;
-    return AtomicFile::write(settingsPath(), QJsonDocument(settings).toJson(QJsonDocument::Indented),
+    return AtomicFile::write(settingsPath(), numbers.restore(QJsonDocument(settings).toJson(QJsonDocument::Indented)),
                              {.mode = 0600, .keepExistingMode = true, .durable = true});
 }
 
@@ -54,12 +57,12 @@ bool holdsBridge(const QJsonObject &settings)
 }
 
 // What uninstall puts back: the saved status line, or none (remove the member).
-std::optional<QJsonValue> savedStatusLine()
+std::optional<QJsonValue> savedStatusLine(JsonNumberShield &numbers)
 {
     Result<QByteArray> bytes = FileSystem::readFile(backupPath());
     if (!bytes)
         return std::nullopt;
-    const QJsonObject backup = QJsonDocument::fromJson(*bytes).object();
+    const QJsonObject backup = QJsonDocument::fromJson(numbers.shield(*bytes)).object();
     if (!backup.value(kHadStatusLine).toBool(false))
         return std::nullopt;
     const QJsonValue saved = backup.value(kStatusLine);
@@ -89,7 +92,8 @@ QString bridgeCommand(const QString &executablePath)
 
 bool isInstalled()
 {
-    Result<QJsonObject> settings = loadSettings();
+    JsonNumberShield numbers;
+    Result<QJsonObject> settings = loadSettings(numbers);
     return settings && holdsBridge(*settings);
 }
 
@@ -97,7 +101,8 @@ Result<void> install(const std::optional<QString> &executablePath)
 {
     if (!executablePath || executablePath->isEmpty())
         return LimitraError::processFailed(QStringLiteral("Could not determine the Limitra executable path."));
-    Result<QJsonObject> loaded = loadSettings();
+    JsonNumberShield numbers;
+    Result<QJsonObject> loaded = loadSettings(numbers);
     if (!loaded)
         return loaded.error();
     QJsonObject settings = *loaded;
@@ -118,7 +123,8 @@ Result<void> install(const std::optional<QString> &executablePath)
         {kStatusLine, settings.contains(kStatusLine) ? settings.value(kStatusLine) : QJsonValue(QJsonValue::Null)},
     };
     const Result<QByteArray> previousBackup = FileSystem::readFile(backupPath());
-    if (Result<void> saved = AtomicFile::write(backupPath(), QJsonDocument(backup).toJson(QJsonDocument::Indented));
+    if (Result<void> saved =
+            AtomicFile::write(backupPath(), numbers.restore(QJsonDocument(backup).toJson(QJsonDocument::Indented)));
         !saved)
         return saved;
 
@@ -127,7 +133,7 @@ Result<void> install(const std::optional<QString> &executablePath)
                                      {QStringLiteral("command"), bridgeCommand(*executablePath)},
                                      {QStringLiteral("refreshInterval"), 60},
                                  });
-    Result<void> written = writeSettings(settings);
+    Result<void> written = writeSettings(settings, numbers);
     if (!written) {
         // Put the backup back as it was, so that nothing changed at all.
         if (previousBackup)
@@ -140,17 +146,18 @@ Result<void> install(const std::optional<QString> &executablePath)
 
 Result<void> uninstall()
 {
-    Result<QJsonObject> loaded = loadSettings();
+    JsonNumberShield numbers;
+    Result<QJsonObject> loaded = loadSettings(numbers);
     if (!loaded)
         return loaded.error();
     QJsonObject settings = *loaded;
     if (!holdsBridge(settings))
         return {};
-    if (const std::optional<QJsonValue> saved = savedStatusLine())
+    if (const std::optional<QJsonValue> saved = savedStatusLine(numbers))
         settings.insert(kStatusLine, *saved);
     else
         settings.remove(kStatusLine);
-    return writeSettings(settings);
+    return writeSettings(settings, numbers);
 }
 
 } // namespace ClaudeIntegrationManager
