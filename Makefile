@@ -1,5 +1,5 @@
 # Entry points for people and CI. Everything goes through CMake presets.
-.PHONY: all bootstrap build run test format benchmarks clean
+.PHONY: all bootstrap build run test interop format benchmarks clean
 
 all: build
 
@@ -18,11 +18,19 @@ test: bootstrap
 	cmake --build --preset test
 	ctest --preset test
 
+# Against the real codex and claude CLIs, installed at pinned versions.
+interop: bootstrap
+	cmake --preset test
+	cmake --build --preset test
+	LIMITRA_INTEROP_CODEX="$$(scripts/install-interop-clis codex)" \
+	    ctest --preset interop
+
 format:
 	scripts/check-format --fix
 
 benchmarks: build
 	benchmarks/statusline
+	benchmarks/codex-session
 
 clean:
 	rm -rf build

@@ -1,4 +1,5 @@
 #include "app/CommandLine.h"
+#include "app/Diagnostics.h"
 #include "collectors/claude/ClaudeStatusLineHelper.h"
 
 #include <cstdio>
@@ -25,7 +26,9 @@ int main(int argc, char *argv[])
     case CommandLineMode::Kind::statusLine:
         return ClaudeStatusLineHelper::run();
     case CommandLineMode::Kind::checkCodex:
+        return Diagnostics::checkCodex();
     case CommandLineMode::Kind::checkCodexPath:
+        return Diagnostics::checkCodexPath(mode.path);
     case CommandLineMode::Kind::checkClaude:
     case CommandLineMode::Kind::graphical:
         break;

@@ -13,3 +13,12 @@ Result<QJsonDocument> parseJson(const QByteArray &data, const QString &subject)
     }
     return document;
 }
+
+std::optional<double> jsonNumber(const QJsonValue &value)
+{
+    if (value.isDouble())
+        return value.toDouble();
+    if (value.isBool())
+        return value.toBool() ? 1.0 : 0.0;
+    return std::nullopt;
+}

@@ -21,6 +21,38 @@ namespace {
 
 constexpr std::chrono::milliseconds kExitPollInterval{20};
 
+void ignoreBrokenPipes()
+{
+    static const bool ignored = [] {
+        ::signal(SIGPIPE, SIG_IGN);
+        return true;
+    }();
+    Q_UNUSED(ignored);
+}
+
+// Whether a process of group `group` still runs. Zombies do not count: an
+// orphan is reaped by init, which in some containers takes seconds.
+bool groupHasLiveMembers(pid_t group)
+{
+    if (::kill(-group, 0) != 0 && errno != EPERM)
+        return false;
+    QDir proc(QStringLiteral("/proc"));
+    for (const QString &entry : proc.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (!entry.front().isDigit())
+            continue;
+        QFile statFile(proc.filePath(entry) + QStringLiteral("/stat"));
+        if (!statFile.open(QIODevice::ReadOnly))
+            continue;
+        // "pid (name) state ppid pgrp ...": the name may hold spaces and parentheses.
+        const QByteArray stat = statFile.read(512);
+        const qsizetype close = stat.lastIndexOf(')');
+        const QList<QByteArray> fields = stat.mid(close + 2).split(' ');
+        if (close > 0 && fields.size() > 2 && fields[2].toInt() == group && fields[0] != "Z")
+            return true;
+    }
+    return false;
+}
+
 void closeFd(int &fd)
 {
     if (fd >= 0) {
@@ -101,6 +133,7 @@ int openExitFd(pid_t pid)
 
 Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
 {
+    ignoreBrokenPipes();
     Pipe input, output, errors;
     for (auto [mode, pipe] : {std::pair{spec.input, &input}, {spec.output, &output}, {spec.errors, &errors}}) {
         if (mode == ChildStream::pipe) {
@@ -251,6 +284,30 @@ void ChildProcess::signal(int signalNumber)
     if (m_status || m_pid <= 0)
         return;
     ::kill(m_ownGroup ? -m_pid : m_pid, signalNumber);
+}
+
+void ChildProcess::stopGroup(std::chrono::milliseconds grace)
+{
+    if (m_pid <= 0)
+        return;
+    if (!m_ownGroup) {
+        signal(SIGKILL);
+        waitForExit();
+        return;
+    }
+    // The group id is the child's pid; it stays reserved while any member lives.
+    const auto stillThere = [this] { return !hasExited() || groupHasLiveMembers(m_pid); };
+    if (!stillThere())
+        return;
+    ::kill(-m_pid, SIGTERM);
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + grace;
+    waitForExit(grace);
+    while (groupHasLiveMembers(m_pid) && Clock::now() < deadline)
+        ::usleep(2000);
+    if (stillThere())
+        ::kill(-m_pid, SIGKILL);
+    waitForExit();
 }
 
 ChildRun runToCompletion(ChildProcess &child, QByteArrayView input)

@@ -43,7 +43,9 @@ struct ExitStatus {
 // One child started with posix_spawn. Its descriptors are close-on-exec in the
 // parent, so other children never inherit them; the child itself gets only its
 // three standard streams, default signal dispositions and an empty signal
-// mask. A ChildProcess that is destroyed while its child still runs kills the
+// mask. Starting a child makes this process ignore SIGPIPE, so that writing to
+// a child that has gone away fails with EPIPE instead of ending us.
+// A ChildProcess that is destroyed while its child still runs kills the
 // child's process group and reaps it: no child outlives its owner unreaped.
 class ChildProcess
 {
@@ -74,6 +76,12 @@ public:
     // Sends `signal` to the child's process group (or to the child alone when
     // it shares ours). Does nothing once the child has been reaped.
     void signal(int signalNumber);
+
+    // Ends the child and everything in its process group: SIGTERM to the
+    // group, up to `grace` for the group to empty, then SIGKILL; the child is
+    // reaped. The group is signalled even when the child itself has already
+    // ended, since a wrapper may leave the real work running in its group.
+    void stopGroup(std::chrono::milliseconds grace);
 
 private:
     ChildProcess() = default;

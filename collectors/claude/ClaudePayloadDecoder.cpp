@@ -12,16 +12,6 @@ namespace ClaudePayloadDecoder {
 
 namespace {
 
-// JSON booleans count as numbers (true is 1), null does not.
-std::optional<double> numberValue(const QJsonValue &value)
-{
-    if (value.isDouble())
-        return value.toDouble();
-    if (value.isBool())
-        return value.toBool() ? 1.0 : 0.0;
-    return std::nullopt;
-}
-
 std::optional<QString> scope(const QString &key)
 {
     if (key.contains(QLatin1String("fable")))
@@ -83,11 +73,11 @@ Result<ProviderSnapshot> decode(const QByteArray &data, const QDateTime &collect
         if (!member.isObject())
             continue;
         const QJsonObject limit = member.toObject();
-        const std::optional<double> used = numberValue(limit.value(QStringLiteral("used_percentage")));
+        const std::optional<double> used = jsonNumber(limit.value(QStringLiteral("used_percentage")));
         if (!used)
             continue;
         std::optional<QDateTime> resetsAt;
-        if (const auto seconds = numberValue(limit.value(QStringLiteral("resets_at"))))
+        if (const auto seconds = jsonNumber(limit.value(QStringLiteral("resets_at"))))
             resetsAt = dateFromUnixSeconds(*seconds);
         windows.append(UsageWindow{
             .id = QStringLiteral("claude.") + key,

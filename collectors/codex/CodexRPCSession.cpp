@@ -1,0 +1,132 @@
+#include "collectors/codex/CodexRPCSession.h"
+
+#include "collectors/codex/RPCInbox.h"
+#include "system/ChildProcess.h"
+#include "system/PipeReader.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QScopeGuard>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <unistd.h>
+
+#ifndef LIMITRA_VERSION
+#define LIMITRA_VERSION "0.1.0"
+#endif
+
+namespace CodexRPCSession {
+
+namespace {
+
+// How long the server and what it started get to leave after SIGTERM.
+constexpr std::chrono::milliseconds kStopGrace{1000};
+
+Result<void> send(ChildProcess &child, const QJsonObject &message)
+{
+    const QByteArray line = QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
+    qsizetype written = 0;
+    while (written < line.size()) {
+        const ssize_t sent =
+            ::write(child.inputFd(), line.constData() + written, static_cast<size_t>(line.size() - written));
+        if (sent < 0 && errno == EINTR)
+            continue;
+        if (sent <= 0)
+            return Error::fromErrno(sent < 0 ? errno : EPIPE, QString());
+        written += sent;
+    }
+    return {};
+}
+
+bool waitFor(QSemaphore *semaphore, double timeout)
+{
+    const double milliseconds = std::clamp(timeout * 1000.0, 0.0, double(std::numeric_limits<int>::max()));
+    return semaphore->tryAcquire(1, static_cast<int>(milliseconds));
+}
+
+} // namespace
+
+QString appVersion()
+{
+    return QStringLiteral(LIMITRA_VERSION);
+}
+
+Result<QJsonObject> validate(const std::optional<QJsonObject> &response, const QString &operation)
+{
+    if (!response)
+        return LimitraError::invalidResponse(QStringLiteral("missing response for ") + operation);
+    const QJsonValue error = response->value(QStringLiteral("error"));
+    if (error.isObject()) {
+        const QJsonValue message = error.toObject().value(QStringLiteral("message"));
+        return LimitraError::processFailed(
+            operation + QStringLiteral(" failed: ")
+            + (message.isString() ? message.toString() : QStringLiteral("Unknown app-server error")));
+    }
+    return *response;
+}
+
+Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
+{
+    ChildSpec spec;
+    spec.program = executablePath;
+    spec.arguments = {QStringLiteral("app-server"), QStringLiteral("--listen"), QStringLiteral("stdio://")};
+    spec.input = ChildStream::pipe;
+    spec.output = ChildStream::pipe;
+    // Never read: /dev/null can never fill up and block the server.
+    spec.errors = ChildStream::null;
+    Result<std::unique_ptr<ChildProcess>> started = ChildProcess::start(spec);
+    if (!started)
+        return LimitraError::processFailed(QStringLiteral("Could not launch Codex: ") + started.error().description());
+    ChildProcess &child = **started;
+
+    RPCInbox inbox;
+    PipeReader reader(child.outputFd(), [&inbox](QByteArrayView chunk) { inbox.consume(chunk); });
+    const auto shutdown = qScopeGuard([&] {
+        reader.stop();
+        child.closeInput();
+        child.stopGroup(kStopGrace);
+    });
+
+    QSemaphore *initialized = inbox.prepare(1);
+    const QJsonObject initialize{
+        {QStringLiteral("method"), QStringLiteral("initialize")},
+        {QStringLiteral("id"), 1},
+        {QStringLiteral("params"),
+         QJsonObject{
+             {QStringLiteral("clientInfo"), QJsonObject{{QStringLiteral("name"), QStringLiteral("limitra")},
+                                                        {QStringLiteral("title"), QStringLiteral("Limitra")},
+                                                        {QStringLiteral("version"), appVersion()}}},
+             {QStringLiteral("capabilities"),
+              QJsonObject{{QStringLiteral("optOutNotificationMethods"),
+                           QJsonArray{QStringLiteral("thread/started"), QStringLiteral("item/agentMessage/delta")}}}},
+         }},
+    };
+    if (Result<void> sent = send(child, initialize); !sent)
+        return sent.error();
+    if (!waitFor(initialized, timeout))
+        return LimitraError::timeout(QStringLiteral("initializing the Codex app server"));
+    if (Result<QJsonObject> answer = validate(inbox.response(1), QStringLiteral("Codex initialization")); !answer)
+        return answer.error();
+
+    if (Result<void> sent = send(child, {{QStringLiteral("method"), QStringLiteral("initialized")}}); !sent)
+        return sent.error();
+
+    QSemaphore *limitsRead = inbox.prepare(2);
+    const QJsonObject readLimits{{QStringLiteral("method"), QStringLiteral("account/rateLimits/read")},
+                                 {QStringLiteral("id"), 2}};
+    if (Result<void> sent = send(child, readLimits); !sent)
+        return sent.error();
+    if (!waitFor(limitsRead, timeout))
+        return LimitraError::timeout(QStringLiteral("reading Codex usage"));
+    Result<QJsonObject> answer = validate(inbox.response(2), QStringLiteral("Codex usage"));
+    if (!answer)
+        return answer.error();
+    const QJsonValue result = answer->value(QStringLiteral("result"));
+    if (!result.isObject())
+        return LimitraError::invalidResponse(QStringLiteral("missing rate-limit result"));
+    return decode(result.toObject(), QDateTime::currentDateTimeUtc());
+}
+
+} // namespace CodexRPCSession

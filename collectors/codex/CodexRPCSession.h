@@ -1,0 +1,31 @@
+#pragma once
+
+#include "model/ProviderSnapshot.h"
+#include "model/Result.h"
+
+#include <QJsonObject>
+#include <QString>
+
+#include <optional>
+
+// One measurement through `codex app-server --listen stdio://`: start the
+// server, initialise, ask for the account's rate limits, decode them, stop the
+// server and everything it started. Blocks the calling thread.
+namespace CodexRPCSession {
+
+// `timeout` (seconds) applies to each of the two waits for an answer.
+Result<ProviderSnapshot> collect(const QString &executablePath, double timeout);
+
+// The version this client reports to the server.
+QString appVersion();
+
+// The response for `operation`, or the failure it carries.
+Result<QJsonObject> validate(const std::optional<QJsonObject> &response, const QString &operation);
+
+// The "result" of "account/rateLimits/read" as a snapshot.
+Result<ProviderSnapshot> decode(const QJsonObject &result, const QDateTime &collectedAt);
+
+// "5-hour", "Weekly", "2-day", ... for a window length; `fallback` without one.
+QString label(std::optional<qint64> minutes, const QString &fallback);
+
+} // namespace CodexRPCSession

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QJsonObject>
+#include <QMutex>
+#include <QSemaphore>
+
+#include <map>
+#include <memory>
+#include <optional>
+
+// The receiving side of a JSON-RPC session over a pipe: reassembles
+// newline-delimited messages from the chunks the pipe delivers, keeps every
+// message that carries a numeric "id", and wakes whoever waits for that id.
+// Shared between the reading thread (`consume`) and the caller (`prepare`,
+// `response`); one lock guards everything.
+class RPCInbox
+{
+public:
+    // The semaphore that `consume` releases when the response with `id`
+    // arrives. Register it before sending the request, so an answer can never
+    // arrive before its waiter exists.
+    QSemaphore *prepare(qint64 id);
+
+    void consume(QByteArrayView bytes);
+
+    std::optional<QJsonObject> response(qint64 id) const;
+
+private:
+    mutable QMutex m_lock;
+    QByteArray m_buffer;
+    std::map<qint64, QJsonObject> m_responses;
+    std::map<qint64, std::unique_ptr<QSemaphore>> m_semaphores;
+};

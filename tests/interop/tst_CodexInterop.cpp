@@ -1,0 +1,80 @@
+// Limitra against the real Codex CLI (installed by scripts/install-interop-clis),
+// with a home that has no Codex account: the handshake completes and the
+// server's refusal to read rate limits is reported.
+#include "tests/support/LimitraProcess.h"
+#include "tests/support/TestHome.h"
+
+#include <QtTest>
+
+namespace {
+
+// Processes still running from the Codex installation at `folder`.
+QStringList codexProcesses(const QString &folder)
+{
+    QStringList found;
+    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        bool numeric = false;
+        entry.toInt(&numeric);
+        if (!numeric)
+            continue;
+        const QByteArray commandLine = readAll(QStringLiteral("/proc/%1/cmdline").arg(entry));
+        const QByteArray stat = readAll(QStringLiteral("/proc/%1/stat").arg(entry));
+        if (commandLine.contains(QFile::encodeName(folder)) && !stat.contains(") Z "))
+            found.append(entry + QLatin1Char(' ') + QString::fromUtf8(commandLine).replace(QChar(0), QLatin1Char(' ')));
+    }
+    return found;
+}
+
+} // namespace
+
+class CodexInteropTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QString m_codex;
+    QString m_installation;
+
+private Q_SLOTS:
+    void initTestCase();
+    void explicitPathReportsTheRefusal();
+    void locatedCodexReportsTheRefusal();
+};
+
+void CodexInteropTest::initTestCase()
+{
+    m_codex = qEnvironmentVariable("LIMITRA_INTEROP_CODEX");
+    QVERIFY2(QFileInfo(m_codex).isExecutable(), "run through `make interop`, which installs the real CLI");
+    // node_modules/.bin/codex -> the package folder holds the wrapper and the native server.
+    m_installation = QFileInfo(m_codex).absoluteDir().absoluteFilePath(QStringLiteral(".."));
+    m_installation = QDir(m_installation).canonicalPath();
+}
+
+void CodexInteropTest::explicitPathReportsTheRefusal()
+{
+    TestHome home;
+    const LimitraRun run = runLimitra({QStringLiteral("--check-codex-path=") + m_codex}, {}, home.environment(), 60000);
+    QVERIFY(run.finished);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY(run.output.isEmpty());
+    const QByteArray prefix = "Codex adapter failed: Codex usage failed: ";
+    QVERIFY2(run.errors.startsWith(prefix) && run.errors.endsWith("\n") && run.errors.size() > prefix.size() + 5,
+             run.errors.constData());
+    QVERIFY2(run.errors.contains("authentication"), run.errors.constData());
+    QVERIFY2(run.elapsedMs < 10000, qPrintable(QString::number(run.elapsedMs)));
+    QTRY_COMPARE_WITH_TIMEOUT(codexProcesses(m_installation), QStringList(), 3000);
+}
+
+void CodexInteropTest::locatedCodexReportsTheRefusal()
+{
+    TestHome home;
+    QProcessEnvironment environment = home.environment();
+    environment.insert(QStringLiteral("PATH"), QFileInfo(m_codex).absolutePath() + QStringLiteral(":/usr/bin:/bin"));
+    const LimitraRun run = runLimitra({QStringLiteral("--check-codex")}, {}, environment, 60000);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.startsWith("Codex collector failed: Codex usage failed: "), run.errors.constData());
+    QTRY_COMPARE_WITH_TIMEOUT(codexProcesses(m_installation), QStringList(), 3000);
+}
+
+QTEST_GUILESS_MAIN(CodexInteropTest)
+#include "tst_CodexInterop.moc"
