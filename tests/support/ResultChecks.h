@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/ModelPrinting.h"
+
 #include <QtTest>
 
 // Fails the test with the error's own text when `result` holds an error.

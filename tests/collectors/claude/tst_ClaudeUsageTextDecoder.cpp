@@ -1,0 +1,260 @@
+// Reading Claude Code's /usage screen, as drawn into a terminal.
+#include "collectors/claude/ClaudeUsageTextDecoder.h"
+#include "tests/support/ResultChecks.h"
+
+#include <QTimeZone>
+#include <QtTest>
+
+namespace {
+
+const QTimeZone kBerlin("Europe/Berlin");
+const QTimeZone kLosAngeles("America/Los_Angeles");
+// 2026-11-15 10:00 in Berlin.
+const QDateTime kNow = QDateTime(QDate(2026, 11, 15), QTime(10, 0), kBerlin).toUTC();
+
+QString esc(const char *sequence)
+{
+    return QStringLiteral("\x1B") + QString::fromLatin1(sequence);
+}
+
+// A /usage screen shaped like Claude Code's: colours, cursor moves, progress bars.
+QString usageScreen()
+{
+    return esc("]0;claude\x07") + esc("[2J") + esc("[H") + QStringLiteral(" ✻ Welcome to Claude Code\r\n")
+           + QStringLiteral("  Opus 4.1 · Claude Max · someone's Organization\r\n\r\n") + esc("[1m")
+           + QStringLiteral("  Current session") + esc("[22m") + QStringLiteral("\r\n  ") + esc("[38;5;75m")
+           + QStringLiteral("███████████████▌") + esc("[39m") + QStringLiteral("                       31% used\r\n")
+           + QStringLiteral("  Resets 2:59pm (Europe/Berlin)\r\n\r\n") + esc("[1m")
+           + QStringLiteral("  Current week (all models)") + esc("[22m") + QStringLiteral("\r\n  ████▌") + esc("[10C")
+           + QStringLiteral("9% used\r\n  Resets Nov 20 at 3pm (Europe/Berlin)\r\n\r\n")
+           + QStringLiteral(
+               "  Current week (Sonnet only)\r\n  ██ 14% used\r\n  Resets Nov 21, 9:30am (Europe/Berlin)\r\n")
+           + QStringLiteral("  Current week (Opus)\r\n  ▌  2.5% used\r\n\r\n") + esc("[2K")
+           + QStringLiteral("  Esc to cancel\r\n");
+}
+
+QDateTime berlin(int year, int month, int day, int hour, int minute = 0)
+{
+    return QDateTime(QDate(year, month, day), QTime(hour, minute), kBerlin).toUTC();
+}
+
+} // namespace
+
+class ClaudeUsageTextDecoderTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void fullScreen();
+    void redrawnScreenGivesWindowsEachTime();
+    void headersAndReach_data();
+    void headersAndReach();
+    void noWindowsIsAnError();
+    void accountLine_data();
+    void accountLine();
+    void numbers_data();
+    void numbers();
+    void resets_data();
+    void resets();
+    void resetWithoutZoneUsesSystemZone();
+};
+
+void ClaudeUsageTextDecoderTest::fullScreen()
+{
+    Result<ProviderSnapshot> result = ClaudeUsageTextDecoder::decode(usageScreen(), kNow);
+    QVERIFY_OK(result);
+    const ProviderSnapshot &snapshot = *result;
+    QCOMPARE(snapshot.provider, UsageProvider::claude);
+    QCOMPARE(snapshot.source, UsageSource::claudeUsageCommand);
+    QCOMPARE(snapshot.state, CollectorState::fallback);
+    QCOMPARE(snapshot.collectedAt, kNow);
+    QCOMPARE(snapshot.planName, QStringLiteral("Max"));
+    QCOMPARE(snapshot.modelName, QStringLiteral("Opus 4.1"));
+    QCOMPARE(snapshot.message,
+             QStringLiteral("Refreshed through Claude /usage because no active terminal status line was available."));
+    QCOMPARE(snapshot.windows.size(), 4);
+    // The Opus week has no reset line of its own: it gets the all-models week's.
+    QCOMPARE(snapshot.windows[0], (UsageWindow{QStringLiteral("claude.five_hour"), QStringLiteral("5-hour"), 31,
+                                               berlin(2026, 11, 15, 14, 59), 300, std::nullopt}));
+    QCOMPARE(snapshot.windows[1], (UsageWindow{QStringLiteral("claude.seven_day"), QStringLiteral("Weekly"), 9,
+                                               berlin(2026, 11, 20, 15), 10080, std::nullopt}));
+    QCOMPARE(snapshot.windows[2], (UsageWindow{QStringLiteral("claude.sonnet_weekly"), QStringLiteral("Sonnet"), 14,
+                                               berlin(2026, 11, 21, 9, 30), 10080, QStringLiteral("Sonnet")}));
+    QCOMPARE(snapshot.windows[3], (UsageWindow{QStringLiteral("claude.opus_weekly"), QStringLiteral("Opus"), 2.5,
+                                               berlin(2026, 11, 20, 15), 10080, QStringLiteral("Opus")}));
+}
+
+void ClaudeUsageTextDecoderTest::redrawnScreenGivesWindowsEachTime()
+{
+    Result<ProviderSnapshot> result = ClaudeUsageTextDecoder::decode(usageScreen() + usageScreen(), kNow);
+    QVERIFY_OK(result);
+    QCOMPARE(result->windows.size(), 8);
+    QCOMPARE(result->windows[4].id, QStringLiteral("claude.five_hour"));
+}
+
+void ClaudeUsageTextDecoderTest::headersAndReach_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("ids");
+    QTest::newRow("any case") << "current SESSION\n45% used" << QStringList{QStringLiteral("claude.five_hour")};
+    QTest::newRow("session with suffix is no header") << "Current session (5h)\n45% used" << QStringList();
+    QTest::newRow("usage line four lines down")
+        << "Current session\na\nb\nc\n10% Used" << QStringList{QStringLiteral("claude.five_hour")};
+    QTest::newRow("usage line five lines down") << "Current session\na\nb\nc\nd\n10% used" << QStringList();
+    QTest::newRow("blank lines do not count")
+        << "Current session\n\n\n  \n\na\n\n10% used" << QStringList{QStringLiteral("claude.five_hour")};
+    QTest::newRow("header without percentage") << "Current session\nno numbers used here\n" << QStringList();
+    QTest::newRow("all models any case") << "CURRENT WEEK (All Models)\n5% used"
+                                         << QStringList{QStringLiteral("claude.seven_day")};
+    QTest::newRow("empty parentheses") << "Current week ()\n5% used" << QStringList{QStringLiteral("claude._weekly")};
+    QTest::newRow("header inside a usage reach")
+        << "Current session\nCurrent week (all models)\n5% used"
+        << QStringList{QStringLiteral("claude.five_hour"), QStringLiteral("claude.seven_day")};
+    QTest::newRow("unicode line separator")
+        << QStringLiteral("Current session\u202812% used") << QStringList{QStringLiteral("claude.five_hour")};
+}
+
+void ClaudeUsageTextDecoderTest::headersAndReach()
+{
+    QFETCH(QString, text);
+    QFETCH(QStringList, ids);
+    Result<ProviderSnapshot> result = ClaudeUsageTextDecoder::decode(text, kNow);
+    QStringList found;
+    if (result) {
+        for (const UsageWindow &window : result->windows)
+            found.append(window.id);
+    }
+    QCOMPARE(found, ids);
+}
+
+void ClaudeUsageTextDecoderTest::noWindowsIsAnError()
+{
+    Result<ProviderSnapshot> result =
+        ClaudeUsageTextDecoder::decode(QStringLiteral("Welcome to Claude Code\nNot logged in"), kNow);
+    QVERIFY(!result.ok());
+    QCOMPARE(result.error().description(), QStringLiteral("The provider returned an unsupported response: "
+                                                          "Claude /usage did not contain plan percentages"));
+}
+
+void ClaudeUsageTextDecoderTest::accountLine_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("plan");  // "-" for none
+    QTest::addColumn<QString>("model"); // "-" for none
+    QTest::newRow("full") << "Opus 4.1 · Claude Max · someone's Organization"
+                          << "Max"
+                          << "Opus 4.1";
+    QTest::newRow("two words") << "Sonnet 4.5 · Claude Team Premium · Acme"
+                               << "Team Premium"
+                               << "Sonnet 4.5";
+    QTest::newRow("no organisation") << "Opus 4.1 · Claude Pro"
+                                     << "-"
+                                     << "Opus 4.1";
+    QTest::newRow("no account line") << "Claude Max"
+                                     << "-"
+                                     << "-";
+}
+
+void ClaudeUsageTextDecoderTest::accountLine()
+{
+    QFETCH(QString, line);
+    QFETCH(QString, plan);
+    QFETCH(QString, model);
+    Result<ProviderSnapshot> result =
+        ClaudeUsageTextDecoder::decode(line + QStringLiteral("\nCurrent session\n1% used"), kNow);
+    QVERIFY_OK(result);
+    QCOMPARE(result->planName, plan == QLatin1String("-") ? std::nullopt : std::optional<QString>(plan));
+    QCOMPARE(result->modelName, model == QLatin1String("-") ? std::nullopt : std::optional<QString>(model));
+}
+
+void ClaudeUsageTextDecoderTest::numbers_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<double>("number"); // -1 for none
+    QTest::newRow("bar before") << "▌▌▌ 23% used" << 23.0;
+    QTest::newRow("fraction") << "Used 4.5% of limit" << 4.5;
+    QTest::newRow("nearest run wins") << "version 2 used 10%" << 10.0;
+    QTest::newRow("no percent sign") << "10 used" << -1.0;
+    QTest::newRow("two dots") << "1.2.3% used" << -1.0;
+    QTest::newRow("nothing before") << "% used" << -1.0;
+}
+
+void ClaudeUsageTextDecoderTest::numbers()
+{
+    QFETCH(QString, line);
+    QFETCH(double, number);
+    const std::optional<double> found = ClaudeUsageTextDecoder::firstNumber(QLatin1Char('%'), line);
+    QCOMPARE(found, number < 0 ? std::nullopt : std::optional<double>(number));
+
+    // Through the decoder, colour codes around the number are gone.
+    Result<ProviderSnapshot> coloured =
+        ClaudeUsageTextDecoder::decode(QStringLiteral("Current session\n\x1B[1;31m45\x1B[0m% used"), kNow);
+    QVERIFY_OK(coloured);
+    QCOMPARE(coloured->windows.first().usedPercent, 45.0);
+}
+
+void ClaudeUsageTextDecoderTest::resets_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QDateTime>("now");
+    QTest::addColumn<QDateTime>("expected"); // invalid: none
+
+    QTest::newRow("time later today") << "Resets 2:59pm (Europe/Berlin)" << kNow << berlin(2026, 11, 15, 14, 59);
+    QTest::newRow("time already passed") << "Resets 9:00am (Europe/Berlin)" << kNow << berlin(2026, 11, 16, 9);
+    QTest::newRow("date this year") << "Resets Nov 20 at 3pm (Europe/Berlin)" << kNow << berlin(2026, 11, 20, 15);
+    QTest::newRow("date across the year end") << "Resets Jan 2 at 5am (Europe/Berlin)" << kNow << berlin(2027, 1, 2, 5);
+    QTest::newRow("date within a day back stays")
+        << "Resets Nov 14 at 11am (Europe/Berlin)" << kNow << berlin(2026, 11, 14, 11);
+    QTest::newRow("hour without minutes") << "Resets 10pm (America/Los_Angeles)" << kNow
+                                          << QDateTime(QDate(2026, 11, 15), QTime(22, 0), kLosAngeles).toUTC();
+    QTest::newRow("date with comma") << "Resets Mar 5, 7pm (America/Los_Angeles)" << kNow
+                                     << QDateTime(QDate(2027, 3, 5), QTime(19, 0), kLosAngeles).toUTC();
+    QTest::newRow("date with comma and minutes")
+        << "Resets Mar 20, 12:30pm (America/Chicago)" << kNow
+        << QDateTime(QDate(2027, 3, 20), QTime(12, 30), QTimeZone("America/Chicago")).toUTC();
+    QTest::newRow("date with minutes and at")
+        << "Resets Dec 1 at 3:15pm (Europe/Berlin)" << kNow << berlin(2026, 12, 1, 15, 15);
+    // kNow is a Sunday; the next Saturday is six days on.
+    QTest::newRow("weekday") << "Resets Sat 5:00 AM (Europe/Berlin)" << kNow << berlin(2026, 11, 21, 5);
+    QTest::newRow("same weekday later today") << "Resets Sun 11pm (Europe/Berlin)" << kNow << berlin(2026, 11, 15, 23);
+    QTest::newRow("same weekday, passed: a week on")
+        << "Resets Sun 9am (Europe/Berlin)" << kNow << berlin(2026, 11, 22, 9);
+    QTest::newRow("midnight just after midnight")
+        << "Resets 12:00am (Europe/Berlin)" << berlin(2026, 11, 15, 0) << berlin(2026, 11, 16, 0);
+    QTest::newRow("noon") << "Resets 12pm (Europe/Berlin)" << kNow << berlin(2026, 11, 15, 12);
+    QTest::newRow("new year's eve, time passed")
+        << "Resets 1:00am (Europe/Berlin)" << berlin(2026, 12, 31, 23, 30) << berlin(2027, 1, 1, 1);
+    QTest::newRow("lower-case prefix is not understood") << "resets 2:59pm (Europe/Berlin)" << kNow << QDateTime();
+    QTest::newRow("hour out of range") << "Resets 13:00pm (Europe/Berlin)" << kNow << QDateTime();
+    QTest::newRow("no such day") << "Resets Feb 30 at 3pm (Europe/Berlin)" << kNow << QDateTime();
+    QTest::newRow("not a month") << "Resets Foo 3 at 3pm (Europe/Berlin)" << kNow << QDateTime();
+    QTest::newRow("no time") << "Resets soon" << kNow << QDateTime();
+}
+
+void ClaudeUsageTextDecoderTest::resets()
+{
+    QFETCH(QString, line);
+    QFETCH(QDateTime, now);
+    QFETCH(QDateTime, expected);
+    const std::optional<QDateTime> reset = ClaudeUsageTextDecoder::parseReset(line, now);
+    if (!expected.isValid()) {
+        QVERIFY2(!reset, reset ? qPrintable(reset->toString(Qt::ISODate)) : "");
+        return;
+    }
+    QVERIFY(reset);
+    QCOMPARE(reset->toUTC(), expected);
+}
+
+void ClaudeUsageTextDecoderTest::resetWithoutZoneUsesSystemZone()
+{
+    const QTimeZone system = QTimeZone::systemTimeZone();
+    const QDateTime now = QDateTime(QDate(2026, 6, 10), QTime(8, 0), system);
+    QCOMPARE(ClaudeUsageTextDecoder::parseReset(QStringLiteral("Resets 3pm"), now),
+             QDateTime(QDate(2026, 6, 10), QTime(15, 0), system).toUTC());
+    // An unknown zone name counts as none.
+    QCOMPARE(ClaudeUsageTextDecoder::parseReset(QStringLiteral("Resets 3pm (Mars/Olympus)"), now),
+             QDateTime(QDate(2026, 6, 10), QTime(15, 0), system).toUTC());
+}
+
+QTEST_GUILESS_MAIN(ClaudeUsageTextDecoderTest)
+#include "tst_ClaudeUsageTextDecoder.moc"
