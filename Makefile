@@ -23,6 +23,7 @@ interop: bootstrap
 	cmake --preset test
 	cmake --build --preset test
 	LIMITRA_INTEROP_CODEX="$$(scripts/install-interop-clis codex)" \
+	LIMITRA_INTEROP_CLAUDE="$$(scripts/install-interop-clis claude)" \
 	    ctest --preset interop
 
 format:

@@ -1,5 +1,7 @@
 #include "app/Diagnostics.h"
 
+#include "collectors/claude/ClaudeIntegrationManager.h"
+#include "collectors/claude/ClaudeUsageProbe.h"
 #include "collectors/codex/CodexRPCSession.h"
 #include "collectors/codex/ExecutableLocator.h"
 
@@ -14,6 +16,7 @@ namespace {
 
 constexpr double kLocatedCodexTimeout = 15;
 constexpr double kExplicitCodexTimeout = 25;
+constexpr double kClaudeProbeTimeout = 20;
 
 // One line in one write, straight to the descriptor.
 void writeLine(int fd, const QString &line)
@@ -51,6 +54,22 @@ int checkCodexPath(const QByteArray &path)
     // Taken as written: no trimming, no "~"; relative to the current folder.
     const QString executable = QFile::decodeName(path);
     return report(CodexRPCSession::collect(executable, kExplicitCodexTimeout), QStringLiteral("Codex adapter"));
+}
+
+int checkClaude()
+{
+    // Refuses without the bridge, although the probe does not need it: the
+    // check is about the whole Claude set-up.
+    if (!ClaudeIntegrationManager::isInstalled()) {
+        writeLine(STDERR_FILENO, QStringLiteral("Claude bridge is not installed."));
+        return 2;
+    }
+    const std::optional<QString> claude = ExecutableLocator::findClaude(std::nullopt);
+    if (!claude) {
+        writeLine(STDERR_FILENO, QStringLiteral("Claude executable not found."));
+        return 2;
+    }
+    return report(ClaudeUsageProbe::collectSnapshot(*claude, kClaudeProbeTimeout), QStringLiteral("Claude collector"));
 }
 
 } // namespace Diagnostics

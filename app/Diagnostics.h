@@ -10,5 +10,7 @@ namespace Diagnostics {
 int checkCodex();
 // --check-codex-path=PATH: exactly the given executable.
 int checkCodexPath(const QByteArray &path);
+// --check-claude: the /usage probe, once the bridge is installed.
+int checkClaude();
 
 } // namespace Diagnostics

@@ -30,6 +30,7 @@ int main(int argc, char *argv[])
     case CommandLineMode::Kind::checkCodexPath:
         return Diagnostics::checkCodexPath(mode.path);
     case CommandLineMode::Kind::checkClaude:
+        return Diagnostics::checkClaude();
     case CommandLineMode::Kind::graphical:
         break;
     }

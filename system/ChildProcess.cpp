@@ -164,11 +164,23 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
     posix_spawn_file_actions_init(&actions);
     posix_spawnattr_init(&attributes);
 
-    int failure = connectStream(actions, spec.input, STDIN_FILENO, input.read);
-    if (failure == 0)
-        failure = connectStream(actions, spec.output, STDOUT_FILENO, output.write);
-    if (failure == 0)
-        failure = connectStream(actions, spec.errors, STDERR_FILENO, errors.write);
+    int failure = 0;
+    if (spec.terminal) {
+        // Opened after setsid() and without O_NOCTTY, the terminal becomes the
+        // controlling terminal of the new session.
+        const QByteArray device = QFile::encodeName(*spec.terminal);
+        failure = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, device.constData(), O_RDWR, 0);
+        if (failure == 0)
+            failure = posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDOUT_FILENO);
+        if (failure == 0)
+            failure = posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDERR_FILENO);
+    } else {
+        failure = connectStream(actions, spec.input, STDIN_FILENO, input.read);
+        if (failure == 0)
+            failure = connectStream(actions, spec.output, STDOUT_FILENO, output.write);
+        if (failure == 0)
+            failure = connectStream(actions, spec.errors, STDERR_FILENO, errors.write);
+    }
     if (failure == 0)
         failure = posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     if (failure == 0 && spec.workingDirectory)
@@ -178,7 +190,9 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
     sigfillset(&allSignals);
     sigemptyset(&noSignals);
     short flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
-    if (spec.ownProcessGroup)
+    if (spec.terminal)
+        flags |= POSIX_SPAWN_SETSID;
+    else if (spec.ownProcessGroup)
         flags |= POSIX_SPAWN_SETPGROUP;
     if (failure == 0)
         failure = posix_spawnattr_setflags(&attributes, flags);
@@ -186,7 +200,7 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
         failure = posix_spawnattr_setsigdefault(&attributes, &allSignals);
     if (failure == 0)
         failure = posix_spawnattr_setsigmask(&attributes, &noSignals);
-    if (failure == 0 && spec.ownProcessGroup)
+    if (failure == 0 && spec.ownProcessGroup && !spec.terminal)
         failure = posix_spawnattr_setpgroup(&attributes, 0);
 
     pid_t pid = -1;
@@ -201,7 +215,7 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
 
     std::unique_ptr<ChildProcess> child(new ChildProcess);
     child->m_pid = pid;
-    child->m_ownGroup = spec.ownProcessGroup;
+    child->m_ownGroup = spec.ownProcessGroup || spec.terminal.has_value();
     std::swap(child->m_input, input.write);
     std::swap(child->m_output, output.read);
     std::swap(child->m_errors, errors.read);

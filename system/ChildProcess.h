@@ -31,6 +31,11 @@ struct ChildSpec {
     // Start the child as the leader of a new process group, so that stopping it
     // reaches everything it started.
     bool ownProcessGroup = true;
+    // A terminal device (a pseudo-terminal's slave) to run the child on: it
+    // starts a new session with the terminal as its controlling terminal and
+    // as all three standard streams (`input`, `output` and `errors` are then
+    // not used). The session leader also leads its own process group.
+    std::optional<QString> terminal;
 };
 
 // How a child ended.

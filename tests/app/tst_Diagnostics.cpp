@@ -25,6 +25,10 @@ private Q_SLOTS:
     void checkCodexPath();
     void checkCodexPathFailures_data();
     void checkCodexPathFailures();
+    void checkClaudeNeedsTheBridgeFirst();
+    void checkClaudeWithoutExecutable();
+    void checkClaude_data();
+    void checkClaude();
 };
 
 void DiagnosticsTest::checkCodexWithLocatedExecutable()
@@ -103,6 +107,70 @@ void DiagnosticsTest::checkCodexPathFailures()
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.errors, error);
     QVERIFY(run.output.isEmpty());
+}
+
+namespace {
+
+void installBridge(const TestHome &home)
+{
+    home.writeFile(QStringLiteral(".claude/settings.json"),
+                   R"({"statusLine": {"type": "command", "command": "'/opt/limitra' --claude-statusline"}})");
+}
+
+} // namespace
+
+void DiagnosticsTest::checkClaudeNeedsTheBridgeFirst()
+{
+    TestHome home;
+    FakeTools fakes;
+    fakes.activate();
+    const QString claude = fakes.claude(QStringLiteral("screen"));
+    const LimitraRun run =
+        runLimitra({QStringLiteral("--check-claude")}, {}, withPath(home, QFileInfo(claude).absolutePath()));
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.errors, QByteArray("Claude bridge is not installed.\n"));
+    QVERIFY(fakes.claudeLog().isEmpty()); // not even looked for
+}
+
+void DiagnosticsTest::checkClaudeWithoutExecutable()
+{
+    TestHome home;
+    installBridge(home);
+    const LimitraRun run = runLimitra({QStringLiteral("--check-claude")}, {}, withPath(home, home.path()));
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.errors, QByteArray("Claude executable not found.\n"));
+}
+
+void DiagnosticsTest::checkClaude_data()
+{
+    QTest::addColumn<QString>("scenario");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("output");
+    QTest::addColumn<QByteArray>("errors");
+    QTest::newRow("usage drawn") << "screen" << 0 << QByteArray("Claude collector OK (3 usage windows).\n")
+                                 << QByteArray();
+    QTest::newRow("signed out") << "signed-out" << 1 << QByteArray()
+                                << QByteArray("Claude collector failed: Claude Code is not signed in. "
+                                              "Run `claude auth login` and try again.\n");
+}
+
+void DiagnosticsTest::checkClaude()
+{
+    QFETCH(QString, scenario);
+    QFETCH(int, status);
+    QFETCH(QByteArray, output);
+    QFETCH(QByteArray, errors);
+    TestHome home;
+    installBridge(home);
+    FakeTools fakes;
+    fakes.activate();
+    const QString claude = fakes.claude(scenario);
+    const LimitraRun run =
+        runLimitra({QStringLiteral("--check-claude")}, {}, withPath(home, QFileInfo(claude).absolutePath()));
+    QCOMPARE(run.exitCode, status);
+    QCOMPARE(run.output, output);
+    QCOMPARE(run.errors, errors);
+    QCOMPARE(fakes.livingProcesses(), QList<pid_t>());
 }
 
 QTEST_GUILESS_MAIN(DiagnosticsTest)

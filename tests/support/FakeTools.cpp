@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonDocument>
 
 #include <unistd.h>
 
@@ -21,10 +22,21 @@ QString FakeTools::codex(const QString &scenario, const QByteArray &result, cons
 
     const QString fake = QStringLiteral(LIMITRA_FAKES_DIR "/fake_codex.py");
     const QString launch = QStringLiteral("python3 '%1' '%2' '%3' \"$@\"").arg(fake, scenario, resultFile);
-    const QString script =
-        QStringLiteral("#!/bin/sh\n")
-        + (wrapped ? launch + QStringLiteral("\n") : QStringLiteral("exec ") + launch + QStringLiteral("\n"));
-    const QString path = subfolder + QLatin1Char('/') + name;
+    return writeScript(subfolder + QLatin1Char('/') + name, wrapped ? launch : QStringLiteral("exec ") + launch);
+}
+
+QString FakeTools::claude(const QString &scenario, double delay, const QString &name)
+{
+    const QString subfolder = m_dir.path() + QStringLiteral("/%1").arg(++m_count);
+    QDir().mkpath(subfolder);
+    const QString fake = QStringLiteral(LIMITRA_FAKES_DIR "/fake_claude.py");
+    return writeScript(subfolder + QLatin1Char('/') + name,
+                       QStringLiteral("exec python3 '%1' '%2' '%3' -- \"$@\"").arg(fake, scenario).arg(delay));
+}
+
+QString FakeTools::writeScript(const QString &path, const QString &command)
+{
+    const QString script = QStringLiteral("#!/bin/sh\n%1\n").arg(command);
     QFile out(path);
     if (!out.open(QIODevice::WriteOnly) || out.write(script.toUtf8()) < 0)
         qFatal("cannot write %s", qPrintable(path));
@@ -36,8 +48,13 @@ QString FakeTools::codex(const QString &scenario, const QByteArray &result, cons
 
 void FakeTools::activate() const
 {
-    qputenv("FAKE_CODEX_LOG", QFile::encodeName(m_dir.path() + QStringLiteral("/received.log")));
-    qputenv("FAKE_CODEX_PIDS", QFile::encodeName(m_dir.path() + QStringLiteral("/pids.log")));
+    const auto set = [this](const char *name, const char *file) {
+        qputenv(name, QFile::encodeName(m_dir.path() + QLatin1Char('/') + QLatin1String(file)));
+    };
+    set("FAKE_CODEX_LOG", "received.log");
+    set("FAKE_CODEX_PIDS", "pids.log");
+    set("FAKE_CLAUDE_LOG", "claude.log");
+    set("FAKE_CLAUDE_PIDS", "pids.log");
 }
 
 QList<QByteArray> FakeTools::receivedLines() const
@@ -46,6 +63,16 @@ QList<QByteArray> FakeTools::receivedLines() const
     if (!lines.isEmpty() && lines.last().isEmpty())
         lines.removeLast();
     return lines;
+}
+
+QList<QJsonObject> FakeTools::claudeLog() const
+{
+    QList<QJsonObject> entries;
+    for (const QByteArray &line : readAll(m_dir.path() + QStringLiteral("/claude.log")).split('\n')) {
+        if (!line.trimmed().isEmpty())
+            entries.append(QJsonDocument::fromJson(line).object());
+    }
+    return entries;
 }
 
 QList<pid_t> FakeTools::livingProcesses() const
@@ -57,14 +84,13 @@ QList<pid_t> FakeTools::livingProcesses() const
             living.append(pid);
     }
     // Wrapper shells record nothing themselves; find them by their script path.
-    const QString marker = m_dir.path();
+    const QByteArray marker = QFile::encodeName(m_dir.path());
     for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
         bool numeric = false;
         const pid_t pid = entry.toInt(&numeric);
         if (!numeric || pid == ::getpid() || living.contains(pid))
             continue;
-        const QByteArray commandLine = readAll(QStringLiteral("/proc/%1/cmdline").arg(pid));
-        if (commandLine.contains(QFile::encodeName(marker)) && isRunning(pid))
+        if (readAll(QStringLiteral("/proc/%1/cmdline").arg(pid)).contains(marker) && isRunning(pid))
             living.append(pid);
     }
     return living;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QTemporaryDir>
@@ -25,8 +26,15 @@ public:
     QString codex(const QString &scenario, const QByteArray &result = {}, const QString &name = QStringLiteral("codex"),
                   bool wrapped = false);
 
-    // Everything the fakes received on standard input, in order.
+    // A `claude` that plays `scenario` (see tests/fakes/fake_claude.py) on
+    // its terminal, after waiting `delay` seconds.
+    QString claude(const QString &scenario, double delay = 0, const QString &name = QStringLiteral("claude"));
+
+    // Everything the fake `codex` programs received on standard input, in order.
     QList<QByteArray> receivedLines() const;
+    // What the fake `claude` programs reported: how they were started, then
+    // each chunk of keys typed at them, one JSON object each.
+    QList<QJsonObject> claudeLog() const;
 
     // Pids of fake processes (and of the processes they started) that still
     // run; zombies do not count.
@@ -37,6 +45,8 @@ public:
     void activate() const;
 
 private:
+    QString writeScript(const QString &name, const QString &command);
+
     QTemporaryDir m_dir;
     int m_count = 0;
 };

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "collectors/codex/ExecutableLocator.h"
+#include "model/UsageCollecting.h"
+
+#include <QString>
+
+#include <optional>
+
+// The Claude provider's collector. Cheapest source first: the status-line
+// payload the helper records, then the snapshot the last /usage probe left in
+// the fallback file, and only when neither is recent a new probe, whose result
+// becomes the new fallback file. It keeps nothing between calls.
+class ClaudeCollector : public UsageCollecting
+{
+public:
+    struct Settings {
+        QString payloadPath;                       // "claude-statusline.json"
+        std::optional<QString> executableOverride; // the `claude` path typed in Settings
+        double liveInterval = 300;                 // seconds a source counts as recent
+        double probeTimeout = 20;                  // seconds the /usage probe may take
+        ExecutableLocator::SearchPlaces searchPlaces = ExecutableLocator::SearchPlaces::current();
+    };
+
+    explicit ClaudeCollector(Settings settings);
+
+    UsageProvider provider() const override { return UsageProvider::claude; }
+    // Runs on a background thread; the result is always a snapshot, whose
+    // state and message tell what went wrong.
+    QFuture<Result<ProviderSnapshot>> collect() override;
+    // The same on the calling thread.
+    ProviderSnapshot collectNow() const;
+
+    static QString fallbackPath();
+
+private:
+    Result<ProviderSnapshot> loadStatusSnapshot() const;
+    static ProviderSnapshot staleSnapshot(const std::optional<ProviderSnapshot> &base, const QString &message);
+    static Result<void> saveFallbackSnapshot(const ProviderSnapshot &snapshot);
+
+    Settings m_settings;
+};

@@ -1,0 +1,149 @@
+#include "collectors/claude/ClaudeUsageProbe.h"
+
+#include "collectors/claude/ClaudeUsageTextDecoder.h"
+#include "storage/AppPaths.h"
+#include "system/ChildProcess.h"
+#include "system/FileSystem.h"
+#include "system/PseudoTerminal.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+
+#include <csignal>
+#include <unistd.h>
+
+extern char **environ;
+
+namespace ClaudeUsageProbe {
+
+namespace {
+
+// Claude Code lays its screen out for this size.
+constexpr unsigned short kColumns = 160;
+constexpr unsigned short kRows = 50;
+constexpr std::chrono::milliseconds kPollInterval{100};
+constexpr std::chrono::milliseconds kInterruptGrace{150};
+constexpr std::chrono::milliseconds kTerminateGrace{1000};
+
+const QString kTrustQuestion = QStringLiteral("Permission Required: Accessing workspace:");
+const QString kTrustPrompt = QStringLiteral("Enter y/n:");
+const QByteArray kTrustAnswer = QByteArrayLiteral("y\r");
+const QString kScreenComplete = QStringLiteral("Esc to cancel");
+const QString kSignedOut = QStringLiteral("Not logged in");
+// What a user leaving the screen types: ESC, then Ctrl-C twice.
+const QByteArray kInterrupt = QByteArrayLiteral("\x1b\x03\x03");
+
+// Our environment, with the folder as PWD and without API credentials, so
+// that Claude Code reports the signed-in subscription's limits.
+QList<QByteArray> probeEnvironment(const QString &folder)
+{
+    QList<QByteArray> environment;
+    for (char **entry = environ; entry && *entry; ++entry) {
+        const QByteArray text(*entry);
+        if (text.startsWith("ANTHROPIC_API_KEY=") || text.startsWith("ANTHROPIC_AUTH_TOKEN=")
+            || text.startsWith("PWD="))
+            continue;
+        environment.append(text);
+    }
+    environment.append("PWD=" + QFile::encodeName(folder));
+    return environment;
+}
+
+void sleepFor(std::chrono::milliseconds duration)
+{
+    ::usleep(static_cast<useconds_t>(std::chrono::microseconds(duration).count()));
+}
+
+void stop(ChildProcess &child, PseudoTerminal &terminal)
+{
+    if (!child.hasExited()) {
+        terminal.write(kInterrupt);
+        sleepFor(kInterruptGrace);
+        if (!child.hasExited()) {
+            child.signal(SIGTERM);
+            if (!child.waitForExit(kTerminateGrace))
+                child.signal(SIGKILL);
+        }
+    }
+    // Whatever else it started in its session goes with it.
+    child.stopGroup(std::chrono::milliseconds(0));
+}
+
+void keepNewest(QByteArray &buffer)
+{
+    if (buffer.size() > kKeptOutput)
+        buffer.remove(0, buffer.size() - kKeptOutput);
+}
+
+} // namespace
+
+Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeout)
+{
+    if (Result<void> directory = AppPaths::ensureApplicationSupportDirectory(); !directory)
+        return directory.error();
+    const QString folder = AppPaths::applicationSupportDirectory() + QStringLiteral("/ClaudeProbe");
+    if (Result<void> made = FileSystem::makeDirectories(folder); !made)
+        return made.error();
+    const QString folderName = QFileInfo(folder).fileName();
+
+    Result<std::unique_ptr<PseudoTerminal>> opened = PseudoTerminal::open(kColumns, kRows);
+    if (!opened)
+        return LimitraError::processFailed(QStringLiteral("Could not create a terminal for Claude /usage."));
+    PseudoTerminal &terminal = **opened;
+
+    ChildSpec spec;
+    spec.program = executable;
+    spec.arguments = {QStringLiteral("/usage"), QStringLiteral("--ax-screen-reader"), QStringLiteral("--safe-mode")};
+    spec.workingDirectory = folder;
+    spec.environment = probeEnvironment(folder);
+    spec.terminal = terminal.slavePath();
+    Result<std::unique_ptr<ChildProcess>> started = ChildProcess::start(spec);
+    if (!started) {
+        return LimitraError::processFailed(QStringLiteral("Could not launch Claude /usage: ")
+                                           + started.error().description());
+    }
+    ChildProcess &child = **started;
+    terminal.closeSlave();
+
+    QByteArray buffer;
+    bool trustAnswered = false;
+    QElapsedTimer clock;
+    clock.start();
+    const qint64 timeoutMs = timeout > 0 ? static_cast<qint64>(timeout * 1000.0) : 0;
+    while (clock.elapsed() < timeoutMs) {
+        if (child.hasExited())
+            break;
+        terminal.readAvailable(buffer);
+        keepNewest(buffer);
+        const QString text = QString::fromUtf8(buffer);
+        // Only the question about our own folder is answered, and only once.
+        if (!trustAnswered && text.contains(kTrustQuestion) && text.contains(folderName)
+            && text.contains(kTrustPrompt)) {
+            terminal.write(kTrustAnswer);
+            trustAnswered = true;
+        }
+        if (text.contains(kScreenComplete)) {
+            Result<ProviderSnapshot> snapshot = ClaudeUsageTextDecoder::decode(text, QDateTime::currentDateTimeUtc());
+            if (snapshot) {
+                stop(child, terminal);
+                return snapshot;
+            }
+        }
+        sleepFor(kPollInterval);
+    }
+
+    terminal.readAvailable(buffer);
+    const QString text = QString::fromUtf8(buffer);
+    Result<ProviderSnapshot> snapshot = ClaudeUsageTextDecoder::decode(text, QDateTime::currentDateTimeUtc());
+    stop(child, terminal);
+    if (snapshot)
+        return snapshot;
+    if (text.contains(kSignedOut)) {
+        return LimitraError::processFailed(
+            QStringLiteral("Claude Code is not signed in. Run `claude auth login` and try again."));
+    }
+    return LimitraError::invalidResponse(QStringLiteral("Claude /usage did not contain recognizable plan limits"));
+}
+
+} // namespace ClaudeUsageProbe
