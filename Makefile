@@ -32,6 +32,7 @@ format:
 benchmarks: build
 	benchmarks/statusline
 	benchmarks/codex-session
+	benchmarks/archive
 
 clean:
 	rm -rf build

@@ -204,35 +204,6 @@ Result<ProviderSnapshot> decodeSnapshot(const QJsonValue &value, DateCoding date
     return snapshot;
 }
 
-QByteArray encodeArchive(const UsageArchive &archive)
-{
-    QJsonArray snapshots;
-    for (const ProviderSnapshot &snapshot : archive.snapshots)
-        snapshots.append(encodeSnapshot(snapshot, DateCoding::iso8601));
-    return QJsonDocument(QJsonObject{{QStringLiteral("snapshots"), snapshots}}).toJson(QJsonDocument::Indented);
-}
-
-Result<UsageArchive> decodeArchive(const QByteArray &data)
-{
-    Result<QJsonDocument> document = parseJson(data, QStringLiteral("The usage history"));
-    if (!document)
-        return document.error();
-    const QJsonValue snapshots = document->object().value(QStringLiteral("snapshots"));
-    if (!document->isObject() || !snapshots.isArray())
-        return decodingError(QStringLiteral("\"snapshots\" is missing or not a list"));
-
-    UsageArchive archive;
-    const QJsonArray list = snapshots.toArray();
-    archive.snapshots.reserve(list.size());
-    for (const QJsonValue &element : list) {
-        Result<ProviderSnapshot> snapshot = decodeSnapshot(element, DateCoding::iso8601);
-        if (!snapshot)
-            return snapshot.error();
-        archive.snapshots.append(std::move(*snapshot));
-    }
-    return archive;
-}
-
 QByteArray encodeFallbackSnapshot(const ProviderSnapshot &snapshot)
 {
     return QJsonDocument(encodeSnapshot(snapshot, DateCoding::referenceDateSeconds)).toJson(QJsonDocument::Compact);

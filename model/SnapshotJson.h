@@ -17,10 +17,6 @@ QJsonObject encodeSnapshot(const ProviderSnapshot &snapshot, DateCoding dates);
 Result<UsageWindow> decodeWindow(const QJsonValue &value, DateCoding dates);
 Result<ProviderSnapshot> decodeSnapshot(const QJsonValue &value, DateCoding dates);
 
-// The history file: ISO 8601 dates, pretty-printed, keys sorted.
-QByteArray encodeArchive(const UsageArchive &archive);
-Result<UsageArchive> decodeArchive(const QByteArray &data);
-
 // The Claude fallback file: one snapshot, compact, dates in seconds since 2001.
 QByteArray encodeFallbackSnapshot(const ProviderSnapshot &snapshot);
 Result<ProviderSnapshot> decodeFallbackSnapshot(const QByteArray &data);

@@ -1,5 +1,6 @@
 #include "system/AtomicFile.h"
 
+#include <QDir>
 #include <QFile>
 
 #include <cerrno>
@@ -107,6 +108,27 @@ Result<void> checkWritable(const QString &path)
 
 Result<void> write(const QString &path, QByteArrayView data, const Options &options)
 {
+    return write(
+        path, [data](int fd) { return writeAll(fd, data); }, options);
+}
+
+void removeLeftovers(const QString &path)
+{
+    Result<QByteArray> target = resolveSymbolicLinks(QFile::encodeName(path));
+    if (!target)
+        return;
+    const QString folder = QFile::decodeName(folderOf(*target));
+    const QString prefix =
+        QLatin1Char('.') + QFile::decodeName(nameOf(*target).left(kMaxNameInTemporary)) + QStringLiteral(".tmp-");
+    const QDir directory(folder);
+    for (const QString &name : directory.entryList({prefix + QLatin1Char('*')}, QDir::Files | QDir::Hidden)) {
+        if (name.size() == prefix.size() + 6)
+            QFile::remove(directory.filePath(name));
+    }
+}
+
+Result<void> write(const QString &path, const std::function<bool(int fd)> &produce, const Options &options)
+{
     Result<QByteArray> resolved = resolveSymbolicLinks(QFile::encodeName(path));
     if (!resolved)
         return resolved.error();
@@ -126,8 +148,9 @@ Result<void> write(const QString &path, QByteArrayView data, const Options &opti
         return writeError(errno, path);
 
     int failure = 0;
-    if (::fchmod(fd, mode) != 0 || !writeAll(fd, data) || (options.durable && ::fsync(fd) != 0))
-        failure = errno;
+    errno = 0;
+    if (::fchmod(fd, mode) != 0 || !produce(fd) || (options.durable && ::fsync(fd) != 0))
+        failure = errno != 0 ? errno : EIO;
     if (::close(fd) != 0 && failure == 0)
         failure = errno;
     if (failure == 0 && ::rename(temporary.constData(), target.constData()) != 0)

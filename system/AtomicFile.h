@@ -8,6 +8,8 @@
 
 #include <sys/types.h>
 
+#include <functional>
+
 // Replacing a file so that readers only ever see the old or the new content:
 // the bytes go to a temporary file in the target's folder, which is then
 // renamed over the target. A symbolic link at the path is followed, so the
@@ -26,6 +28,14 @@ struct Options {
 };
 
 Result<void> write(const QString &path, QByteArrayView data, const Options &options = {});
+
+// The same, with the content produced by `produce`, which writes it to the
+// temporary file's descriptor and returns false (with errno set) on failure.
+Result<void> write(const QString &path, const std::function<bool(int fd)> &produce, const Options &options = {});
+
+// Removes temporary files that an interrupted `write` of `path` left behind
+// (a process killed while writing). Only for a file that one process writes.
+void removeLeftovers(const QString &path);
 
 // Whether `write` could replace the file at `path` now: its folder exists and
 // may be written, and an existing target may be written. Lets a caller that

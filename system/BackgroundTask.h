@@ -11,17 +11,25 @@
 // kept apart from Qt's global pool so that such work never starves it.
 QThreadPool &blockingWorkPool();
 
-// Runs `work` on the blocking-work pool and returns its result as a future.
+// Runs `work` on `pool` and returns its result as a future. A pool with one
+// thread runs its work one item at a time, in the order it was started.
 template <typename Work>
-QFuture<std::invoke_result_t<Work>> runInBackground(Work work)
+QFuture<std::invoke_result_t<Work>> runOn(QThreadPool &pool, Work work)
 {
     using Value = std::invoke_result_t<Work>;
     auto promise = std::make_shared<QPromise<Value>>();
     QFuture<Value> future = promise->future();
     promise->start();
-    blockingWorkPool().start([promise, work = std::move(work)]() mutable {
+    pool.start([promise, work = std::move(work)]() mutable {
         promise->addResult(work());
         promise->finish();
     });
     return future;
+}
+
+// Runs `work` on the blocking-work pool.
+template <typename Work>
+QFuture<std::invoke_result_t<Work>> runInBackground(Work work)
+{
+    return runOn(blockingWorkPool(), std::move(work));
 }

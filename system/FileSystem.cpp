@@ -37,7 +37,7 @@ Result<void> makeDirectories(const QString &path, mode_t mode)
     }
 }
 
-Result<QByteArray> readFile(const QString &path, qint64 maxBytes)
+Result<QByteArray> readFile(const QString &path, qint64 maxBytes, qsizetype spareCapacity)
 {
     const QByteArray native = QFile::encodeName(path);
     const auto failure = [&path](int errorNumber) {
@@ -57,7 +57,7 @@ Result<QByteArray> readFile(const QString &path, qint64 maxBytes)
     } else if (info.st_size > maxBytes) {
         errorNumber = EFBIG;
     } else {
-        data.reserve(static_cast<qsizetype>(info.st_size));
+        data.reserve(static_cast<qsizetype>(info.st_size) + spareCapacity);
         char chunk[65536];
         while (true) {
             const ssize_t got = ::read(fd, chunk, sizeof chunk);
@@ -75,6 +75,9 @@ Result<QByteArray> readFile(const QString &path, qint64 maxBytes)
             }
             data.append(chunk, got);
         }
+        // Only when the file grew while being read does this move the data.
+        if (data.capacity() - data.size() < spareCapacity)
+            data.reserve(data.size() + spareCapacity);
     }
     ::close(fd);
     if (errorNumber != 0)

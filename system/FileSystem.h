@@ -18,8 +18,10 @@ namespace FileSystem {
 Result<void> makeDirectories(const QString &path, mode_t mode = 0700);
 
 // Reads a whole regular file. Never blocks on a FIFO or device that happens to
-// sit at the path, and refuses files larger than `maxBytes`.
-Result<QByteArray> readFile(const QString &path, qint64 maxBytes = qint64(512) * 1024 * 1024);
+// sit at the path, and refuses files larger than `maxBytes`. The array gets
+// `spareCapacity` bytes of room beyond the content (parsers that read ahead).
+Result<QByteArray> readFile(const QString &path, qint64 maxBytes = qint64(512) * 1024 * 1024,
+                            qsizetype spareCapacity = 0);
 
 // Whether anything (even a dangling symbolic link) exists at the path.
 bool exists(const QString &path);

@@ -1,0 +1,161 @@
+// The history file's format: the same bytes as Qt's JSON writer, read back
+// by the same rules as every other snapshot reader.
+#include "model/SnapshotJson.h"
+#include "storage/ArchiveFormat.h"
+#include "tests/support/ResultChecks.h"
+#include "tests/support/SnapshotSamples.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QtTest>
+
+namespace {
+
+// The history file as Qt's own writer lays it out.
+QByteArray qtLayout(const QList<ProviderSnapshot> &snapshots)
+{
+    QJsonArray list;
+    for (const ProviderSnapshot &snapshot : snapshots)
+        list.append(encodeSnapshot(snapshot, DateCoding::iso8601));
+    return QJsonDocument(QJsonObject{{QStringLiteral("snapshots"), list}}).toJson(QJsonDocument::Indented);
+}
+
+QList<ProviderSnapshot> variedSnapshots()
+{
+    const QDateTime at = SnapshotSamples::wholeSecond();
+    QList<ProviderSnapshot> snapshots{SnapshotSamples::full(at)};
+
+    ProviderSnapshot bare;
+    bare.provider = UsageProvider::codex;
+    bare.collectedAt = at.addSecs(180);
+    bare.source = UsageSource::codexAppServer;
+    bare.state = CollectorState::error;
+    bare.message = QStringLiteral("tab\t, bell \a, escape \x1b, quote \", backslash \\, slash /, é, 😀, \u2028");
+    snapshots.append(bare);
+
+    ProviderSnapshot numbers = bare;
+    numbers.id = QUuid::createUuid();
+    const double values[] = {0.0,
+                             -0.0,
+                             1.0,
+                             42.5,
+                             0.1,
+                             1e15,
+                             1e16,
+                             9007199254740992.0,
+                             1152921504606846976.0,
+                             -3.25,
+                             1e-7,
+                             123456.789,
+                             99.99999999999999,
+                             1e300};
+    for (const double value : values) {
+        numbers.windows.append(UsageWindow{QStringLiteral("w"), QStringLiteral("label"), value,
+                                           QDateTime::fromSecsSinceEpoch(-62135596800LL + 86400, Qt::UTC),
+                                           qint64(9000000000000000000LL), std::nullopt});
+    }
+    snapshots.append(numbers);
+
+    // Years that need padding, and one beyond four digits.
+    ProviderSnapshot dates = bare;
+    dates.id = QUuid::createUuid();
+    dates.collectedAt = QDateTime(QDate(999, 1, 2), QTime(3, 4, 5), Qt::UTC);
+    dates.windows = {UsageWindow{QStringLiteral("a"), QStringLiteral("b"), 1,
+                                 QDateTime(QDate(12345, 6, 7), QTime(8, 9, 10), Qt::UTC), std::nullopt, std::nullopt}};
+    snapshots.append(dates);
+    return snapshots;
+}
+
+} // namespace
+
+class ArchiveFormatTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void layoutIsQtWritersLayout();
+    void roundTrip();
+    void fractionsOfSecondsAreDropped();
+    void decodingRules_data();
+    void decodingRules();
+    void damagedFiles_data();
+    void damagedFiles();
+};
+
+void ArchiveFormatTest::layoutIsQtWritersLayout()
+{
+    QCOMPARE(ArchiveFormat::encode({}), qtLayout({}));
+    const QList<ProviderSnapshot> snapshots = variedSnapshots();
+    for (const ProviderSnapshot &snapshot : snapshots)
+        QCOMPARE(ArchiveFormat::encode({{snapshot}}), qtLayout({snapshot}));
+    QCOMPARE(ArchiveFormat::encode({snapshots}), qtLayout(snapshots));
+}
+
+void ArchiveFormatTest::roundTrip()
+{
+    const UsageArchive archive{variedSnapshots().mid(0, 2)};
+    Result<UsageArchive> decoded = ArchiveFormat::decode(ArchiveFormat::encode(archive));
+    QVERIFY_OK(decoded);
+    QCOMPARE(decoded->snapshots.size(), 2);
+    QCOMPARE(decoded->snapshots[0].windows, archive.snapshots[0].windows);
+    QCOMPARE(*decoded, archive);
+}
+
+void ArchiveFormatTest::fractionsOfSecondsAreDropped()
+{
+    const ProviderSnapshot original = SnapshotSamples::full(SnapshotSamples::wholeSecond().addMSecs(750));
+    Result<UsageArchive> decoded = ArchiveFormat::decode(ArchiveFormat::encode({{original}}));
+    QVERIFY_OK(decoded);
+    const ProviderSnapshot &back = decoded->snapshots.front();
+    QVERIFY(back != original);
+    QCOMPARE(back.collectedAt, SnapshotSamples::wholeSecond());
+    QCOMPARE(back.windows.front().resetsAt, SnapshotSamples::wholeSecond().addSecs(3600));
+    ProviderSnapshot expected = original;
+    expected.collectedAt = back.collectedAt;
+    expected.windows[0].resetsAt = back.windows[0].resetsAt;
+    QCOMPARE(back, expected);
+}
+
+void ArchiveFormatTest::decodingRules_data()
+{
+    SnapshotSamples::addDecodingRows();
+}
+
+void ArchiveFormatTest::decodingRules()
+{
+    QFETCH(QJsonObject, object);
+    QFETCH(bool, decodes);
+    const QByteArray file =
+        QJsonDocument(QJsonObject{{QStringLiteral("snapshots"), QJsonArray{object}}}).toJson(QJsonDocument::Compact);
+    Result<UsageArchive> decoded = ArchiveFormat::decode(file);
+    QCOMPARE(decoded.ok(), decodes);
+    if (decodes) {
+        const ProviderSnapshot &snapshot = decoded->snapshots.front();
+        QCOMPARE(snapshot.planName, std::nullopt);
+        QCOMPARE(snapshot.provider, UsageProvider::codex);
+        QCOMPARE(snapshot.collectedAt, SnapshotSamples::wholeSecond());
+    }
+}
+
+void ArchiveFormatTest::damagedFiles_data()
+{
+    QTest::addColumn<QByteArray>("file");
+    QTest::newRow("empty object") << QByteArray("{}");
+    QTest::newRow("empty file") << QByteArray();
+    QTest::newRow("broken JSON") << QByteArray("{\"snapshots\": [");
+    QTest::newRow("array") << QByteArray("[]");
+    QTest::newRow("snapshots not a list") << QByteArray("{\"snapshots\": {}}");
+    QTest::newRow("garbage after the document") << ArchiveFormat::encode({}) + "x";
+    QTest::newRow("second document") << ArchiveFormat::encode({}) + "{}";
+}
+
+void ArchiveFormatTest::damagedFiles()
+{
+    QFETCH(QByteArray, file);
+    QVERIFY(!ArchiveFormat::decode(file).ok());
+    // White space after the document is fine.
+    QVERIFY(ArchiveFormat::decode(ArchiveFormat::encode({}) + " \n\t").ok());
+}
+
+QTEST_GUILESS_MAIN(ArchiveFormatTest)
+#include "tst_ArchiveFormat.moc"
