@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QFuture>
+#include <QFutureWatcher>
 #include <QPromise>
 #include <QThreadPool>
 
@@ -32,4 +33,21 @@ template <typename Work>
 QFuture<std::invoke_result_t<Work>> runInBackground(Work work)
 {
     return runOn(blockingWorkPool(), std::move(work));
+}
+
+// Calls `handle` with the future's result on `receiver`'s thread once the
+// future is finished, unless `receiver` is gone by then (which Qt 6.4's
+// QFuture::then(context, ...) does not allow for).
+template <typename T, typename Handler>
+void whenFinished(const QFuture<T> &future, QObject *receiver, Handler handle)
+{
+    auto *watcher = new QFutureWatcher<T>(receiver);
+    QObject::connect(watcher, &QFutureWatcherBase::finished, receiver, [watcher, handle = std::move(handle)]() mutable {
+        watcher->deleteLater();
+        if constexpr (std::is_void_v<T>)
+            handle();
+        else
+            handle(watcher->result());
+    });
+    watcher->setFuture(future);
 }

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "model/ProviderSnapshot.h"
+
+class Notifier;
+class Preferences;
+
+// Posts a notification the first time a window's usage reaches the alert
+// threshold, once per limit period: the window's reset time and the whole-
+// number threshold are part of the alert's identity, whose mark is kept in
+// the preferences (so it survives restarts).
+class UsageAlerts
+{
+public:
+    UsageAlerts(Preferences &preferences, Notifier &notifier);
+
+    void maybeNotify(const ProviderSnapshot &snapshot, bool enabled, double threshold,
+                     const QDateTime &now = QDateTime::currentDateTimeUtc());
+
+    // "codex.<window id>.<reset seconds or unknown>.<threshold>"
+    static QString identity(UsageProvider provider, const UsageWindow &window, double threshold);
+
+private:
+    Preferences &m_preferences;
+    Notifier &m_notifier;
+};

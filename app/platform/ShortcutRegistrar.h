@@ -1,0 +1,19 @@
+#pragma once
+
+#include "model/GlobalShortcut.h"
+#include "model/Result.h"
+
+#include <functional>
+
+// The desktop's global hot keys: one shortcut at a time, whose action runs on
+// the main thread when it is pressed.
+class ShortcutRegistrar
+{
+public:
+    virtual ~ShortcutRegistrar() = default;
+    // Replaces the registered shortcut. A combination another application
+    // holds fails with LimitraError::shortcutUnavailable; the previous one is
+    // gone either way.
+    virtual Result<void> registerShortcut(const GlobalShortcut &shortcut, std::function<void()> action) = 0;
+    virtual void unregisterShortcut() = 0;
+};
