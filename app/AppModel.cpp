@@ -59,6 +59,11 @@ QVariantMap windowMap(const UsageWindow &window)
 
 } // namespace
 
+AppModel::Services::Services() = default;
+AppModel::Services::~Services() = default;
+AppModel::Services::Services(Services &&) noexcept = default;
+AppModel::Services &AppModel::Services::operator=(Services &&) noexcept = default;
+
 AppModel::Services AppModel::Services::real()
 {
     Services services;

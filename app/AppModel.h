@@ -68,6 +68,11 @@ class AppModel : public QObject
 public:
     // Everything the model talks to, so that tests can put in their own.
     struct Services {
+        Services();
+        ~Services();
+        Services(Services &&) noexcept;
+        Services &operator=(Services &&) noexcept;
+
         // A collector for one round; `executableOverride` is the path from the settings.
         std::function<std::unique_ptr<UsageCollecting>(UsageProvider provider, const QString &executableOverride)>
             makeCollector;

@@ -129,9 +129,13 @@ bool LaunchAtLoginManager::isEnabled() const
         == 0)
         return false;
     const QString program = execProgram(*content);
-    return !program.isEmpty()
-           && (program == m_executablePath
-               || QFileInfo(program).canonicalFilePath() == QFileInfo(m_executablePath).canonicalFilePath());
+    if (program.isEmpty())
+        return false;
+    if (program == m_executablePath)
+        return true;
+    // The same file through another path (a link, "..").
+    const QString canonical = QFileInfo(program).canonicalFilePath();
+    return !canonical.isEmpty() && canonical == QFileInfo(m_executablePath).canonicalFilePath();
 }
 
 Result<void> LaunchAtLoginManager::setEnabled(bool enabled)

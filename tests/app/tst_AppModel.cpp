@@ -71,6 +71,7 @@ private Q_SLOTS:
     void shortcutPersistenceAndErrors();
     void hotKeyAction();
     void settingsArePersistedAsTyped();
+    void preferencesLiveInTheUsersConfigFolder();
 };
 
 void AppModelTest::init()
@@ -525,6 +526,13 @@ void AppModelTest::settingsArePersistedAsTyped()
     QCOMPARE(model->alertThreshold(), 97.5);
     QVERIFY(model->notificationsEnabled());
     QCOMPARE(model->dockIconVisibility(), DockIconVisibility::always);
+}
+
+void AppModelTest::preferencesLiveInTheUsersConfigFolder()
+{
+    QCOMPARE(Preferences::defaultPath(), m_home->configHome() + "/Limitra/Limitra.conf");
+    qputenv("XDG_CONFIG_HOME", "not/absolute");
+    QCOMPARE(Preferences::defaultPath(), m_home->path() + "/.config/Limitra/Limitra.conf");
 }
 
 QTEST_GUILESS_MAIN(AppModelTest)

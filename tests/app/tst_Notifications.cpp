@@ -1,0 +1,133 @@
+// Usage alerts as desktop notifications, on a private D-Bus session with a
+// notification server stand-in (python3-dbusmock) that records every call.
+// Run under dbus-run-session.
+#include "app/AppModel.h"
+#include "app/platform/FreedesktopNotifier.h"
+#include "tests/app/AppFakes.h"
+#include "tests/support/TestHome.h"
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusReply>
+#include <QProcess>
+#include <QtTest>
+
+namespace {
+
+// One call the stand-in recorded: a(tsav).
+struct RecordedCall {
+    qulonglong time = 0;
+    QString method;
+    QVariantList arguments;
+};
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, RecordedCall &call)
+{
+    argument.beginStructure();
+    argument >> call.time >> call.method >> call.arguments;
+    argument.endStructure();
+    return argument;
+}
+
+QDBusArgument &operator<<(QDBusArgument &argument, const RecordedCall &call)
+{
+    argument.beginStructure();
+    argument << call.time << call.method << call.arguments;
+    argument.endStructure();
+    return argument;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(RecordedCall)
+
+class NotificationsTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QProcess m_server;
+
+    QList<RecordedCall> calls() const
+    {
+        const QDBusMessage request = QDBusMessage::createMethodCall(
+            "org.freedesktop.Notifications", "/org/freedesktop/Notifications", "org.freedesktop.DBus.Mock", "GetCalls");
+        const QDBusReply<QList<RecordedCall>> reply = QDBusConnection::sessionBus().call(request);
+        return reply.isValid() ? reply.value() : QList<RecordedCall>();
+    }
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void thresholdCrossingPostsOnceWithTheExactArguments();
+};
+
+void NotificationsTest::initTestCase()
+{
+    qDBusRegisterMetaType<RecordedCall>();
+    qDBusRegisterMetaType<QList<RecordedCall>>();
+    QVERIFY2(QDBusConnection::sessionBus().isConnected(), "run under dbus-run-session");
+    m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_server.start("/usr/bin/python3", {"-m", "dbusmock", "--template", "notification_daemon"});
+    QVERIFY(m_server.waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(
+        QDBusConnection::sessionBus().interface()->isServiceRegistered("org.freedesktop.Notifications").value(), 20000);
+}
+
+void NotificationsTest::cleanupTestCase()
+{
+    m_server.terminate();
+    m_server.waitForFinished();
+}
+
+void NotificationsTest::thresholdCrossingPostsOnceWithTheExactArguments()
+{
+    TestHome home;
+    home.activate();
+    AppFakes fakes;
+    AppModel::Services services = fakes.services(home.path());
+    services.notifier = std::make_unique<FreedesktopNotifier>();
+    AppModel model(std::move(services));
+    model.setNotificationsEnabled(true);
+
+    const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 30);
+    const auto round = [&] {
+        QFuture<void> future = model.refresh();
+        fakes.finishAll([&](UsageProvider provider) {
+            return provider == UsageProvider::claude ? usage(provider, {92.5, 10}, reset) : usage(provider, {});
+        });
+        QTRY_VERIFY(future.isFinished());
+    };
+    QTRY_VERIFY(!model.isRefreshing()); // the round start() began
+    fakes.finishAll([](UsageProvider provider) { return usage(provider, {}); });
+    QTRY_VERIFY(!model.isRefreshing());
+
+    round();
+    QTRY_COMPARE(calls().size(), 1);
+    const RecordedCall call = calls().first();
+    QCOMPARE(call.method, QStringLiteral("Notify"));
+    const QVariantList &arguments = call.arguments;
+    QCOMPARE(arguments.size(), 8);
+    QCOMPARE(arguments[0].toString(), QStringLiteral("Limitra"));
+    QCOMPARE(arguments[1].toUInt(), 0u);
+    QCOMPARE(arguments[2].toString(), QStringLiteral("com.limitra.Limitra"));
+    QCOMPARE(arguments[3].toString(), QStringLiteral("Claude usage is 93%"));
+    QCOMPARE(arguments[4].toString(), QStringLiteral("5-hour limit · Resets in 2 hr."));
+    QCOMPARE(qdbus_cast<QStringList>(arguments[5]), QStringList());
+    const QVariantMap hints = qdbus_cast<QVariantMap>(arguments[6]);
+    QCOMPARE(hints.size(), 2);
+    QCOMPARE(hints.value("desktop-entry").toString(), QStringLiteral("com.limitra.Limitra"));
+    QCOMPARE(hints.value("urgency").metaType(), QMetaType::fromType<uchar>());
+    QCOMPARE(hints.value("urgency").value<uchar>(), uchar(1));
+    QCOMPARE(arguments[7].toInt(), -1);
+
+    round(); // the same window in the same period
+    QTest::qWait(300);
+    QCOMPARE(calls().size(), 1);
+}
+
+QTEST_GUILESS_MAIN(NotificationsTest)
+#include "tst_Notifications.moc"
