@@ -131,11 +131,11 @@ int openExitFd(pid_t pid)
 
 } // namespace
 
-Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
+Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildOptions &options)
 {
     ignoreBrokenPipes();
     Pipe input, output, errors;
-    for (auto [mode, pipe] : {std::pair{spec.input, &input}, {spec.output, &output}, {spec.errors, &errors}}) {
+    for (auto [mode, pipe] : {std::pair{options.input, &input}, {options.output, &output}, {options.errors, &errors}}) {
         if (mode == ChildStream::pipe) {
             if (const int failure = openPipe(*pipe))
                 return Error::fromErrno(failure, QString());
@@ -144,18 +144,18 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
 
     // A relative program path means the caller's folder, even when the child
     // starts in another working folder.
-    QString program = spec.program;
+    QString program = options.program;
     if (!program.isEmpty() && QFileInfo(program).isRelative())
         program = QDir::current().absoluteFilePath(program);
     const QByteArray programPath = QFile::encodeName(program);
 
     CStringList argv;
     argv.append(programPath);
-    for (const QString &argument : spec.arguments)
+    for (const QString &argument : options.arguments)
         argv.append(argument.toUtf8());
     CStringList envp;
-    if (spec.environment) {
-        for (const QByteArray &entry : *spec.environment)
+    if (options.environment) {
+        for (const QByteArray &entry : *options.environment)
             envp.append(entry);
     }
 
@@ -165,34 +165,35 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
     posix_spawnattr_init(&attributes);
 
     int failure = 0;
-    if (spec.terminal) {
+    if (options.terminal) {
         // Opened after setsid() and without O_NOCTTY, the terminal becomes the
         // controlling terminal of the new session.
-        const QByteArray device = QFile::encodeName(*spec.terminal);
+        const QByteArray device = QFile::encodeName(*options.terminal);
         failure = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, device.constData(), O_RDWR, 0);
         if (failure == 0)
             failure = posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDOUT_FILENO);
         if (failure == 0)
             failure = posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDERR_FILENO);
     } else {
-        failure = connectStream(actions, spec.input, STDIN_FILENO, input.read);
+        failure = connectStream(actions, options.input, STDIN_FILENO, input.read);
         if (failure == 0)
-            failure = connectStream(actions, spec.output, STDOUT_FILENO, output.write);
+            failure = connectStream(actions, options.output, STDOUT_FILENO, output.write);
         if (failure == 0)
-            failure = connectStream(actions, spec.errors, STDERR_FILENO, errors.write);
+            failure = connectStream(actions, options.errors, STDERR_FILENO, errors.write);
     }
     if (failure == 0)
         failure = posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
-    if (failure == 0 && spec.workingDirectory)
-        failure = posix_spawn_file_actions_addchdir_np(&actions, QFile::encodeName(*spec.workingDirectory).constData());
+    if (failure == 0 && options.workingDirectory)
+        failure =
+            posix_spawn_file_actions_addchdir_np(&actions, QFile::encodeName(*options.workingDirectory).constData());
 
     sigset_t allSignals, noSignals;
     sigfillset(&allSignals);
     sigemptyset(&noSignals);
     short flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
-    if (spec.terminal)
+    if (options.terminal)
         flags |= POSIX_SPAWN_SETSID;
-    else if (spec.ownProcessGroup)
+    else if (options.ownProcessGroup)
         flags |= POSIX_SPAWN_SETPGROUP;
     if (failure == 0)
         failure = posix_spawnattr_setflags(&attributes, flags);
@@ -200,13 +201,13 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
         failure = posix_spawnattr_setsigdefault(&attributes, &allSignals);
     if (failure == 0)
         failure = posix_spawnattr_setsigmask(&attributes, &noSignals);
-    if (failure == 0 && spec.ownProcessGroup && !spec.terminal)
+    if (failure == 0 && options.ownProcessGroup && !options.terminal)
         failure = posix_spawnattr_setpgroup(&attributes, 0);
 
     pid_t pid = -1;
     if (failure == 0) {
         failure = ::posix_spawn(&pid, programPath.constData(), &actions, &attributes, argv.data(),
-                                spec.environment ? envp.data() : environ);
+                                options.environment ? envp.data() : environ);
     }
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
@@ -215,7 +216,7 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildSpec &spec)
 
     std::unique_ptr<ChildProcess> child(new ChildProcess);
     child->m_pid = pid;
-    child->m_ownGroup = spec.ownProcessGroup || spec.terminal.has_value();
+    child->m_ownGroup = options.ownProcessGroup || options.terminal.has_value();
     std::swap(child->m_input, input.write);
     std::swap(child->m_output, output.read);
     std::swap(child->m_errors, errors.read);

@@ -20,7 +20,7 @@ enum class ChildStream {
     inherit, // the parent's own descriptor
 };
 
-struct ChildSpec {
+struct ChildOptions {
     QString program; // a path; relative paths resolve against the current folder
     QStringList arguments;
     std::optional<QString> workingDirectory;
@@ -55,7 +55,7 @@ struct ExitStatus {
 class ChildProcess
 {
 public:
-    static Result<std::unique_ptr<ChildProcess>> start(const ChildSpec &spec);
+    static Result<std::unique_ptr<ChildProcess>> start(const ChildOptions &options);
     ~ChildProcess();
 
     ChildProcess(const ChildProcess &) = delete;

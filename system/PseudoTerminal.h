@@ -9,7 +9,7 @@
 #include <memory>
 
 // A pseudo-terminal pair with a fixed window size. A child runs on the slave
-// (see ChildSpec::terminal); the parent reads what it draws from the master
+// (see ChildOptions::terminal); the parent reads what it draws from the master
 // without blocking and types into it.
 class PseudoTerminal
 {

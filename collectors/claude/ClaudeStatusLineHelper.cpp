@@ -90,11 +90,11 @@ Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input)
 
     // Run the way Claude Code runs status-line commands, so the user keeps the
     // exact line they had.
-    ChildSpec spec;
-    spec.program = QStringLiteral("/bin/sh");
-    spec.arguments = {QStringLiteral("-c"), command.toString()};
-    spec.errors = ChildStream::null;
-    Result<std::unique_ptr<ChildProcess>> child = ChildProcess::start(spec);
+    ChildOptions options;
+    options.program = QStringLiteral("/bin/sh");
+    options.arguments = {QStringLiteral("-c"), command.toString()};
+    options.errors = ChildStream::null;
+    Result<std::unique_ptr<ChildProcess>> child = ChildProcess::start(options);
     if (!child) {
         return Error::platform(
             QStringLiteral("Could not start the previous status-line command: %1").arg(child.error().description()));

@@ -92,13 +92,13 @@ Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeo
         return LimitraError::processFailed(QStringLiteral("Could not create a terminal for Claude /usage."));
     PseudoTerminal &terminal = **opened;
 
-    ChildSpec spec;
-    spec.program = executable;
-    spec.arguments = {QStringLiteral("/usage"), QStringLiteral("--ax-screen-reader"), QStringLiteral("--safe-mode")};
-    spec.workingDirectory = folder;
-    spec.environment = probeEnvironment(folder);
-    spec.terminal = terminal.slavePath();
-    Result<std::unique_ptr<ChildProcess>> started = ChildProcess::start(spec);
+    ChildOptions options;
+    options.program = executable;
+    options.arguments = {QStringLiteral("/usage"), QStringLiteral("--ax-screen-reader"), QStringLiteral("--safe-mode")};
+    options.workingDirectory = folder;
+    options.environment = probeEnvironment(folder);
+    options.terminal = terminal.slavePath();
+    Result<std::unique_ptr<ChildProcess>> started = ChildProcess::start(options);
     if (!started) {
         return LimitraError::processFailed(QStringLiteral("Could not launch Claude /usage: ")
                                            + started.error().description());

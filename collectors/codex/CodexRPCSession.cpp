@@ -69,14 +69,14 @@ Result<QJsonObject> validate(const std::optional<QJsonObject> &response, const Q
 
 Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
 {
-    ChildSpec spec;
-    spec.program = executablePath;
-    spec.arguments = {QStringLiteral("app-server"), QStringLiteral("--listen"), QStringLiteral("stdio://")};
-    spec.input = ChildStream::pipe;
-    spec.output = ChildStream::pipe;
+    ChildOptions options;
+    options.program = executablePath;
+    options.arguments = {QStringLiteral("app-server"), QStringLiteral("--listen"), QStringLiteral("stdio://")};
+    options.input = ChildStream::pipe;
+    options.output = ChildStream::pipe;
     // Never read: /dev/null can never fill up and block the server.
-    spec.errors = ChildStream::null;
-    Result<std::unique_ptr<ChildProcess>> started = ChildProcess::start(spec);
+    options.errors = ChildStream::null;
+    Result<std::unique_ptr<ChildProcess>> started = ChildProcess::start(options);
     if (!started)
         return LimitraError::processFailed(QStringLiteral("Could not launch Codex: ") + started.error().description());
     ChildProcess &child = **started;

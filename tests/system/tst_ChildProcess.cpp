@@ -11,12 +11,12 @@
 
 namespace {
 
-ChildSpec shell(const QString &script)
+ChildOptions shell(const QString &script)
 {
-    ChildSpec spec;
-    spec.program = QStringLiteral("/bin/sh");
-    spec.arguments = {QStringLiteral("-c"), script};
-    return spec;
+    ChildOptions options;
+    options.program = QStringLiteral("/bin/sh");
+    options.arguments = {QStringLiteral("-c"), script};
+    return options;
 }
 
 ChildRun runShell(const QString &script, const QByteArray &input = {})
@@ -70,7 +70,7 @@ void ChildProcessTest::inputAndOutput()
 
 void ChildProcessTest::launchFailures()
 {
-    ChildSpec missing;
+    ChildOptions missing;
     missing.program = QStringLiteral("/nonexistent/program");
     Result<std::unique_ptr<ChildProcess>> notFound = ChildProcess::start(missing);
     QVERIFY(!notFound.ok());
@@ -78,7 +78,7 @@ void ChildProcessTest::launchFailures()
 
     TestHome home;
     const QString plain = home.writeFile(QStringLiteral("not-executable"), "#!/bin/sh\n");
-    ChildSpec notExecutable;
+    ChildOptions notExecutable;
     notExecutable.program = plain;
     if (::geteuid() != 0) {
         Result<std::unique_ptr<ChildProcess>> denied = ChildProcess::start(notExecutable);
@@ -86,7 +86,7 @@ void ChildProcessTest::launchFailures()
         QCOMPARE(denied.error().description(), QStringLiteral("Permission denied"));
     }
 
-    ChildSpec empty;
+    ChildOptions empty;
     QVERIFY(!ChildProcess::start(empty).ok());
 }
 
@@ -164,10 +164,10 @@ void ChildProcessTest::relativeProgramAndWorkingDirectory()
     QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner);
     const QString previous = QDir::currentPath();
     QDir::setCurrent(home.path());
-    ChildSpec spec;
-    spec.program = QStringLiteral("bin/tool"); // relative to our folder, not the child's
-    spec.workingDirectory = QStringLiteral("/tmp");
-    Result<std::unique_ptr<ChildProcess>> child = ChildProcess::start(spec);
+    ChildOptions options;
+    options.program = QStringLiteral("bin/tool"); // relative to our folder, not the child's
+    options.workingDirectory = QStringLiteral("/tmp");
+    Result<std::unique_ptr<ChildProcess>> child = ChildProcess::start(options);
     QDir::setCurrent(previous);
     QVERIFY_OK(child);
     QCOMPARE(runToCompletion(**child, {}).output, QByteArray("/tmp\n"));

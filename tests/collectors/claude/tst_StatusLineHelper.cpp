@@ -235,14 +235,14 @@ void StatusLineHelperTest::childThatClosesItsInputEarly()
 void StatusLineHelperTest::readerThatClosesOutputEarly()
 {
     TestHome home;
-    ChildSpec spec;
-    spec.program = QStringLiteral(LIMITRA_EXECUTABLE);
-    spec.arguments = kHelper;
+    ChildOptions options;
+    options.program = QStringLiteral(LIMITRA_EXECUTABLE);
+    options.arguments = kHelper;
     QStringList environment = home.environment().toStringList();
-    spec.environment.emplace();
+    options.environment.emplace();
     for (const QString &entry : environment)
-        spec.environment->append(entry.toUtf8());
-    Result<std::unique_ptr<ChildProcess>> child = ChildProcess::start(spec);
+        options.environment->append(entry.toUtf8());
+    Result<std::unique_ptr<ChildProcess>> child = ChildProcess::start(options);
     QVERIFY(child.ok());
     (*child)->closeOutput(); // nobody will read what the helper prints
     const ChildRun run = runToCompletion(**child, kPayload);
