@@ -311,11 +311,6 @@ QStringList AppModel::visibleProviderNames() const
     return names;
 }
 
-QStringList AppModel::enabledProviderNames() const
-{
-    return visibleProviderNames();
-}
-
 QVariantMap AppModel::latestSnapshots() const
 {
     QVariantMap map;

@@ -49,7 +49,8 @@ class AppModel : public QObject
     // Empty when there is none.
     Q_PROPERTY(QString lastActionMessage READ lastActionMessageText NOTIFY lastActionMessageChanged)
     Q_PROPERTY(QString shortcutError READ shortcutErrorText NOTIFY shortcutErrorChanged)
-    Q_PROPERTY(QStringList enabledProviders READ enabledProviderNames NOTIFY enabledProvidersChanged)
+    // The same names: the enabled providers are the visible ones.
+    Q_PROPERTY(QStringList enabledProviders READ visibleProviderNames NOTIFY enabledProvidersChanged)
     Q_PROPERTY(bool isDashboardOpen READ isDashboardOpen WRITE setIsDashboardOpen NOTIFY isDashboardOpenChanged)
     // "never", "whileDashboardOpen" or "always".
     Q_PROPERTY(QString dockIconVisibility READ dockIconVisibilityName WRITE setDockIconVisibilityName NOTIFY
@@ -195,7 +196,6 @@ private:
 
     // Property adaptors for views.
     QStringList visibleProviderNames() const;
-    QStringList enabledProviderNames() const;
     QVariantMap latestSnapshots() const;
     int historySize() const { return static_cast<int>(m_history.size()); }
     QString lastActionMessageText() const { return m_lastActionMessage.value_or(QString()); }

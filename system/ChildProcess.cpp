@@ -319,7 +319,7 @@ void ChildProcess::stopGroup(std::chrono::milliseconds grace)
     const auto deadline = Clock::now() + grace;
     waitForExit(grace);
     while (groupHasLiveMembers(m_pid) && Clock::now() < deadline)
-        ::usleep(2000);
+        ::usleep(5000);
     if (stillThere())
         ::kill(-m_pid, SIGKILL);
     waitForExit();

@@ -23,22 +23,30 @@ void PipeReader::stop()
 {
     if (!m_thread.joinable())
         return;
-    const quint64 one = 1;
-    [[maybe_unused]] const ssize_t written = ::write(m_wakeFd, &one, sizeof one);
+    m_stopping = true;
+    if (m_wakeFd >= 0) {
+        const quint64 one = 1;
+        [[maybe_unused]] const ssize_t written = ::write(m_wakeFd, &one, sizeof one);
+    }
     m_thread.join();
 }
 
 void PipeReader::run(int fd)
 {
     char chunk[65536];
-    while (true) {
+    // Without a wake-up descriptor (none could be made), look at the flag now and then.
+    const int wait = m_wakeFd >= 0 ? -1 : 50;
+    while (!m_stopping) {
         pollfd entries[2] = {{fd, POLLIN, 0}, {m_wakeFd, POLLIN, 0}};
-        if (::poll(entries, m_wakeFd >= 0 ? 2 : 1, -1) < 0) {
+        const int ready = ::poll(entries, m_wakeFd >= 0 ? 2 : 1, wait);
+        if (ready == 0)
+            continue;
+        if (ready < 0) {
             if (errno == EINTR)
                 continue;
             return;
         }
-        if (entries[1].revents != 0)
+        if (m_wakeFd >= 0 && entries[1].revents != 0)
             return;
         const ssize_t got = ::read(fd, chunk, sizeof chunk);
         if (got < 0 && (errno == EINTR || errno == EAGAIN))

@@ -2,6 +2,7 @@
 
 #include <QByteArrayView>
 
+#include <atomic>
 #include <functional>
 #include <thread>
 
@@ -27,5 +28,6 @@ private:
 
     Callback m_callback;
     int m_wakeFd = -1;
+    std::atomic<bool> m_stopping = false;
     std::thread m_thread;
 };
