@@ -4,7 +4,6 @@
 #include "model/Error.h"
 #include "model/LimitraError.h"
 #include "model/ProviderSnapshot.h"
-#include "model/TextCase.h"
 
 #include <QtTest>
 
@@ -19,8 +18,6 @@ private Q_SLOTS:
     void relativeTime();
     void computedTexts();
     void rawValuesReadBack();
-    void capitalizeWords_data();
-    void capitalizeWords();
 };
 
 void UsageModelTest::errorDescriptions_data()
@@ -111,24 +108,6 @@ void UsageModelTest::rawValuesReadBack()
     QCOMPARE(displayName(UsageProvider::claude), QStringLiteral("Claude Code"));
     QCOMPARE(shortName(UsageProvider::codex), QStringLiteral("Codex"));
     QCOMPARE(shortName(UsageProvider::claude), QStringLiteral("Claude"));
-}
-
-void UsageModelTest::capitalizeWords_data()
-{
-    QTest::addColumn<QString>("input");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("words") << QStringLiteral("pro lite") << QStringLiteral("Pro Lite");
-    QTest::newRow("shouting") << QStringLiteral("EXTRA usage") << QStringLiteral("Extra Usage");
-    QTest::newRow("digits first") << QStringLiteral("5h limit") << QStringLiteral("5h Limit");
-    QTest::newRow("non-ascii") << QStringLiteral("über ÉTÉ") << QStringLiteral("Über Été");
-    QTest::newRow("empty") << QString() << QString();
-}
-
-void UsageModelTest::capitalizeWords()
-{
-    QFETCH(QString, input);
-    QFETCH(QString, expected);
-    QCOMPARE(::capitalizeWords(input), expected);
 }
 
 QTEST_GUILESS_MAIN(UsageModelTest)
