@@ -2,8 +2,6 @@
 
 #include "storage/AppPaths.h"
 
-#include <QFile>
-
 namespace {
 
 const QString kEnabledProviders = QStringLiteral("enabledProviders");
@@ -21,10 +19,7 @@ constexpr double kDefaultThreshold = 80;
 
 QString Preferences::defaultPath()
 {
-    const QString configured = QFile::decodeName(qgetenv("XDG_CONFIG_HOME"));
-    const QString base =
-        configured.startsWith(QLatin1Char('/')) ? configured : AppPaths::homeDirectory() + QStringLiteral("/.config");
-    return base + QStringLiteral("/Limitra/Limitra.conf");
+    return AppPaths::configHome() + QStringLiteral("/Limitra/Limitra.conf");
 }
 
 Preferences::Preferences(const QString &path)

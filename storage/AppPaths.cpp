@@ -28,6 +28,14 @@ QString dataHome()
     return homeDirectory() + QStringLiteral("/.local/share");
 }
 
+QString configHome()
+{
+    const QString configured = QFile::decodeName(qgetenv("XDG_CONFIG_HOME"));
+    if (configured.startsWith(QLatin1Char('/')))
+        return configured;
+    return homeDirectory() + QStringLiteral("/.config");
+}
+
 QString applicationSupportDirectory()
 {
     return dataHome() + QStringLiteral("/Limitra");

@@ -12,6 +12,10 @@ namespace AppPaths {
 // else ~/.local/share.
 QString dataHome();
 
+// The user's XDG configuration folder: $XDG_CONFIG_HOME when it is an
+// absolute path, else ~/.config.
+QString configHome();
+
 QString applicationSupportDirectory();
 
 // Creates the folder (mode 0700) and any missing parents; an existing folder

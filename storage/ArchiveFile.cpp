@@ -17,20 +17,6 @@ namespace {
 
 constexpr qint64 kNearDuplicateMs = 30'000;
 
-bool writeAll(int fd, const QByteArray &bytes)
-{
-    qsizetype written = 0;
-    while (written < bytes.size()) {
-        const ssize_t sent = ::write(fd, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
-        if (sent < 0 && errno == EINTR)
-            continue;
-        if (sent <= 0)
-            return false;
-        written += sent;
-    }
-    return true;
-}
-
 // Copies `length` bytes from `offset` of `from` to the end of `to`, inside the kernel.
 bool copyRange(int from, qint64 offset, qint64 length, int to)
 {
@@ -49,7 +35,7 @@ bool copyRange(int from, qint64 offset, qint64 length, int to)
                     ::pread(from, buffer, static_cast<size_t>(std::min<qint64>(length, sizeof buffer)), position);
                 if (got <= 0)
                     return false;
-                if (!writeAll(to, QByteArray::fromRawData(buffer, got)))
+                if (!FileSystem::writeAll(to, QByteArrayView(buffer, got)))
                     return false;
                 position += got;
                 length -= got;
@@ -203,7 +189,7 @@ Result<ArchiveFile::Layout> ArchiveFile::write(const QList<ProviderSnapshot> &hi
         qint64 offset = 0;
         const auto flush = [&] {
             offset += text.size();
-            const bool ok = writeAll(fd, text);
+            const bool ok = FileSystem::writeAll(fd, text);
             text.clear();
             return ok;
         };

@@ -1,5 +1,7 @@
 #include "system/AtomicFile.h"
 
+#include "system/FileSystem.h"
+
 #include <QDir>
 #include <QFile>
 
@@ -60,22 +62,6 @@ int replacementBlocker(const QByteArray &target)
     return 0;
 }
 
-bool writeAll(int fd, QByteArrayView data)
-{
-    const char *cursor = data.data();
-    qsizetype left = data.size();
-    while (left > 0) {
-        const ssize_t written = ::write(fd, cursor, static_cast<size_t>(left));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        cursor += written;
-        left -= written;
-    }
-    return true;
-}
-
 } // namespace
 
 Result<QByteArray> resolveSymbolicLinks(const QByteArray &path)
@@ -109,7 +95,7 @@ Result<void> checkWritable(const QString &path)
 Result<void> write(const QString &path, QByteArrayView data, const Options &options)
 {
     return write(
-        path, [data](int fd) { return writeAll(fd, data); }, options);
+        path, [data](int fd) { return FileSystem::writeAll(fd, data); }, options);
 }
 
 void removeLeftovers(const QString &path)

@@ -85,6 +85,25 @@ Result<QByteArray> readFile(const QString &path, qint64 maxBytes, qsizetype spar
     return data;
 }
 
+bool writeAll(int fd, QByteArrayView bytes)
+{
+    const char *cursor = bytes.data();
+    qsizetype left = bytes.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, cursor, static_cast<size_t>(left));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0) {
+            if (written == 0)
+                errno = EPIPE;
+            return false;
+        }
+        cursor += written;
+        left -= written;
+    }
+    return true;
+}
+
 bool exists(const QString &path)
 {
     struct stat info = {};

@@ -3,6 +3,7 @@
 #include "model/Result.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QDateTime>
 #include <QString>
 
@@ -22,6 +23,10 @@ Result<void> makeDirectories(const QString &path, mode_t mode = 0700);
 // `spareCapacity` bytes of room beyond the content (parsers that read ahead).
 Result<QByteArray> readFile(const QString &path, qint64 maxBytes = qint64(512) * 1024 * 1024,
                             qsizetype spareCapacity = 0);
+
+// Writes all of `bytes` to a blocking descriptor, retrying after signals.
+// False (with errno set; EPIPE for a descriptor that takes nothing) on failure.
+bool writeAll(int fd, QByteArrayView bytes);
 
 // Whether anything (even a dangling symbolic link) exists at the path.
 bool exists(const QString &path);

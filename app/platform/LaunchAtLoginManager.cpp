@@ -78,10 +78,7 @@ LaunchAtLoginManager::LaunchAtLoginManager(QString executablePath, QString entry
 
 QString LaunchAtLoginManager::defaultEntryPath()
 {
-    const QString configured = QFile::decodeName(qgetenv("XDG_CONFIG_HOME"));
-    const QString base =
-        configured.startsWith(QLatin1Char('/')) ? configured : AppPaths::homeDirectory() + QStringLiteral("/.config");
-    return base + QStringLiteral("/autostart/com.limitra.Limitra.desktop");
+    return AppPaths::configHome() + QStringLiteral("/autostart/com.limitra.Limitra.desktop");
 }
 
 QByteArray LaunchAtLoginManager::entry(const QString &executablePath)

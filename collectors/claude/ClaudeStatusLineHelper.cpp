@@ -22,21 +22,6 @@ namespace {
 
 const QString kBridgeMark = QStringLiteral("--claude-statusline");
 
-void writeToStandardOutput(QByteArrayView bytes)
-{
-    const char *cursor = bytes.data();
-    qsizetype left = bytes.size();
-    while (left > 0) {
-        const ssize_t written = ::write(STDOUT_FILENO, cursor, static_cast<size_t>(left));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return; // the reader went away; the payload is recorded already
-        cursor += written;
-        left -= written;
-    }
-}
-
 // The integer part of a percentage as text: 42.9 gives "42", -0.5 gives "0".
 QString wholePercent(double value)
 {
@@ -134,10 +119,11 @@ int run()
     if (!previous)
         return 1;
     if (*previous && !(*previous)->isEmpty()) {
-        writeToStandardOutput(**previous);
+        // A reader that went away is no failure: the payload is recorded.
+        FileSystem::writeAll(STDOUT_FILENO, **previous);
         return 0;
     }
-    writeToStandardOutput(compactSummary(input.bytes).toUtf8());
+    FileSystem::writeAll(STDOUT_FILENO, compactSummary(input.bytes).toUtf8());
     return 0;
 }
 

@@ -2,6 +2,7 @@
 
 #include "collectors/codex/RPCInbox.h"
 #include "system/ChildProcess.h"
+#include "system/FileSystem.h"
 #include "system/PipeReader.h"
 
 #include <QJsonArray>
@@ -27,16 +28,8 @@ constexpr std::chrono::milliseconds kStopGrace{1000};
 Result<void> send(ChildProcess &child, const QJsonObject &message)
 {
     const QByteArray line = QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
-    qsizetype written = 0;
-    while (written < line.size()) {
-        const ssize_t sent =
-            ::write(child.inputFd(), line.constData() + written, static_cast<size_t>(line.size() - written));
-        if (sent < 0 && errno == EINTR)
-            continue;
-        if (sent <= 0)
-            return Error::fromErrno(sent < 0 ? errno : EPIPE, QString());
-        written += sent;
-    }
+    if (!FileSystem::writeAll(child.inputFd(), line))
+        return Error::fromErrno(errno, QString());
     return {};
 }
 

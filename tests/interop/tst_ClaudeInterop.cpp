@@ -2,6 +2,7 @@
 // scripts/install-interop-clis). This machine cannot reach Claude's service,
 // so the usage screen never appears: the diagnostic must report that, in
 // time, and leave no claude process behind.
+#include "tests/support/FakeTools.h"
 #include "tests/support/LimitraProcess.h"
 #include "tests/support/TestHome.h"
 
@@ -14,25 +15,17 @@ class ClaudeInteropTest : public QObject
 private:
     QString m_claude;
 
-    QStringList claudeProcesses() const
+    // Processes still running from the installation (the launcher and the
+    // native program it runs both live in node_modules).
+    QList<pid_t> claudeProcesses() const
     {
         const QByteArray installation =
-            QFile::encodeName(QFileInfo(m_claude).absoluteDir().canonicalPath() + QStringLiteral("/.."));
-        const QByteArray target = QFile::encodeName(QFileInfo(m_claude).canonicalFilePath());
-        QStringList found;
-        for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-            bool numeric = false;
-            entry.toInt(&numeric);
-            if (!numeric)
-                continue;
-            const QByteArray executable =
-                QFile::encodeName(QFileInfo(QStringLiteral("/proc/%1/exe").arg(entry)).symLinkTarget());
-            const QByteArray stat = readAll(QStringLiteral("/proc/%1/stat").arg(entry));
-            if ((executable == target || readAll(QStringLiteral("/proc/%1/cmdline").arg(entry)).contains(installation))
-                && !stat.contains(") Z "))
-                found.append(entry);
-        }
-        return found;
+            QFile::encodeName(QDir(QFileInfo(m_claude).absolutePath() + QStringLiteral("/..")).canonicalPath());
+        const QString target = QFileInfo(m_claude).canonicalFilePath();
+        return runningProcessesWhere([&](pid_t pid, const QByteArray &commandLine) {
+            return commandLine.contains(installation)
+                   || QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).symLinkTarget() == target;
+        });
     }
 
 private Q_SLOTS:
@@ -68,7 +61,7 @@ void ClaudeInteropTest::probeReportsNoRecognisableUsage()
         "Claude collector failed: Claude Code is not signed in. Run `claude auth login` and try again.\n"};
     QVERIFY2(expected.contains(run.errors), run.errors.constData());
     QVERIFY2(run.elapsedMs < 24000, qPrintable(QString::number(run.elapsedMs)));
-    QTRY_COMPARE_WITH_TIMEOUT(claudeProcesses(), QStringList(), 3000);
+    QTRY_COMPARE_WITH_TIMEOUT(claudeProcesses(), QList<pid_t>(), 3000);
     QVERIFY(QFileInfo(home.appDirectory() + QStringLiteral("/ClaudeProbe")).isDir());
 }
 

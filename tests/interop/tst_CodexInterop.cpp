@@ -1,6 +1,7 @@
 // Limitra against the real Codex CLI (installed by scripts/install-interop-clis),
 // with a home that has no Codex account: the handshake completes and the
 // server's refusal to read rate limits is reported.
+#include "tests/support/FakeTools.h"
 #include "tests/support/LimitraProcess.h"
 #include "tests/support/TestHome.h"
 
@@ -9,20 +10,11 @@
 namespace {
 
 // Processes still running from the Codex installation at `folder`.
-QStringList codexProcesses(const QString &folder)
+QList<pid_t> codexProcesses(const QString &folder)
 {
-    QStringList found;
-    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        bool numeric = false;
-        entry.toInt(&numeric);
-        if (!numeric)
-            continue;
-        const QByteArray commandLine = readAll(QStringLiteral("/proc/%1/cmdline").arg(entry));
-        const QByteArray stat = readAll(QStringLiteral("/proc/%1/stat").arg(entry));
-        if (commandLine.contains(QFile::encodeName(folder)) && !stat.contains(") Z "))
-            found.append(entry + QLatin1Char(' ') + QString::fromUtf8(commandLine).replace(QChar(0), QLatin1Char(' ')));
-    }
-    return found;
+    const QByteArray installation = QFile::encodeName(folder);
+    return runningProcessesWhere(
+        [&installation](pid_t, const QByteArray &commandLine) { return commandLine.contains(installation); });
 }
 
 } // namespace
@@ -62,7 +54,7 @@ void CodexInteropTest::explicitPathReportsTheRefusal()
              run.errors.constData());
     QVERIFY2(run.errors.contains("authentication"), run.errors.constData());
     QVERIFY2(run.elapsedMs < 10000, qPrintable(QString::number(run.elapsedMs)));
-    QTRY_COMPARE_WITH_TIMEOUT(codexProcesses(m_installation), QStringList(), 3000);
+    QTRY_COMPARE_WITH_TIMEOUT(codexProcesses(m_installation), QList<pid_t>(), 3000);
 }
 
 void CodexInteropTest::locatedCodexReportsTheRefusal()
@@ -73,7 +65,7 @@ void CodexInteropTest::locatedCodexReportsTheRefusal()
     const LimitraRun run = runLimitra({QStringLiteral("--check-codex")}, {}, environment, 60000);
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.errors.startsWith("Codex collector failed: Codex usage failed: "), run.errors.constData());
-    QTRY_COMPARE_WITH_TIMEOUT(codexProcesses(m_installation), QStringList(), 3000);
+    QTRY_COMPARE_WITH_TIMEOUT(codexProcesses(m_installation), QList<pid_t>(), 3000);
 }
 
 QTEST_GUILESS_MAIN(CodexInteropTest)

@@ -85,15 +85,22 @@ QList<pid_t> FakeTools::livingProcesses() const
     }
     // Wrapper shells record nothing themselves; find them by their script path.
     const QByteArray marker = QFile::encodeName(m_dir.path());
+    living += runningProcessesWhere([&living, &marker](pid_t pid, const QByteArray &commandLine) {
+        return pid != ::getpid() && !living.contains(pid) && commandLine.contains(marker);
+    });
+    return living;
+}
+
+QList<pid_t> runningProcessesWhere(const std::function<bool(pid_t pid, const QByteArray &commandLine)> &matches)
+{
+    QList<pid_t> found;
     for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
         bool numeric = false;
         const pid_t pid = entry.toInt(&numeric);
-        if (!numeric || pid == ::getpid() || living.contains(pid))
-            continue;
-        if (readAll(QStringLiteral("/proc/%1/cmdline").arg(pid)).contains(marker) && isRunning(pid))
-            living.append(pid);
+        if (numeric && matches(pid, readAll(QStringLiteral("/proc/%1/cmdline").arg(pid))) && isRunning(pid))
+            found.append(pid);
     }
-    return living;
+    return found;
 }
 
 bool isRunning(pid_t pid)

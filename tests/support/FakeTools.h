@@ -8,6 +8,8 @@
 
 #include <sys/types.h>
 
+#include <functional>
+
 // Executables standing in for `codex` and `claude` in tests: small wrapper
 // scripts in a folder of their own that run the fake programs of
 // tests/fakes with a scenario. Every process such a fake starts records its
@@ -52,3 +54,6 @@ private:
 };
 
 bool isRunning(pid_t pid);
+
+// Running processes (zombies left out) whose pid and command line `matches`.
+QList<pid_t> runningProcessesWhere(const std::function<bool(pid_t pid, const QByteArray &commandLine)> &matches);
