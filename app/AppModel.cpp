@@ -43,20 +43,6 @@ ProviderSnapshot errorSnapshot(UsageProvider provider, const Error &error)
     return snapshot;
 }
 
-QVariantMap windowMap(const UsageWindow &window)
-{
-    QVariantMap map{{QStringLiteral("id"), window.id},
-                    {QStringLiteral("label"), window.label},
-                    {QStringLiteral("usedPercent"), window.usedPercent}};
-    if (window.resetsAt)
-        map.insert(QStringLiteral("resetsAt"), *window.resetsAt);
-    if (window.windowMinutes)
-        map.insert(QStringLiteral("windowMinutes"), *window.windowMinutes);
-    if (window.scope)
-        map.insert(QStringLiteral("scope"), *window.scope);
-    return map;
-}
-
 } // namespace
 
 AppModel::Services::Services() = default;
@@ -138,7 +124,7 @@ QList<UsageProvider> AppModel::visibleProviders() const
     return visible;
 }
 
-QString AppModel::menuBarTitle() const
+std::optional<double> AppModel::highestUsedPercent() const
 {
     std::optional<double> highest;
     for (UsageProvider provider : visibleProviders()) {
@@ -148,6 +134,12 @@ QString AppModel::menuBarTitle() const
         for (const UsageWindow &window : found->windows)
             highest = std::max(highest.value_or(window.usedPercent), window.usedPercent);
     }
+    return highest;
+}
+
+QString AppModel::menuBarTitle() const
+{
+    const std::optional<double> highest = highestUsedPercent();
     if (!highest)
         return QStringLiteral("--");
     return QString::number(static_cast<qint64>(std::round(*highest))) + QLatin1Char('%');
@@ -278,45 +270,12 @@ void AppModel::setProvider(UsageProvider provider, bool enabled)
     QTimer::singleShot(0, this, [this] { refresh(); });
 }
 
-QVariantMap AppModel::snapshotMap(const ProviderSnapshot &snapshot)
-{
-    QVariantList windows;
-    for (const UsageWindow &window : snapshot.windows)
-        windows.append(windowMap(window));
-    QVariantMap map{{QStringLiteral("id"), snapshot.id.toString(QUuid::WithoutBraces)},
-                    {QStringLiteral("provider"), rawValue(snapshot.provider)},
-                    {QStringLiteral("displayName"), displayName(snapshot.provider)},
-                    {QStringLiteral("collectedAt"), snapshot.collectedAt},
-                    {QStringLiteral("source"), rawValue(snapshot.source)},
-                    {QStringLiteral("state"), rawValue(snapshot.state)},
-                    {QStringLiteral("windows"), windows}};
-    const std::pair<const char *, const std::optional<QString> *> optionals[] = {
-        {"planName", &snapshot.planName},
-        {"creditBalance", &snapshot.creditBalance},
-        {"modelName", &snapshot.modelName},
-        {"message", &snapshot.message},
-    };
-    for (const auto &[key, value] : optionals) {
-        if (*value)
-            map.insert(QLatin1String(key), **value);
-    }
-    return map;
-}
-
 QStringList AppModel::visibleProviderNames() const
 {
     QStringList names;
     for (UsageProvider provider : visibleProviders())
         names.append(rawValue(provider));
     return names;
-}
-
-QVariantMap AppModel::latestSnapshots() const
-{
-    QVariantMap map;
-    for (auto it = m_latest.cbegin(); it != m_latest.cend(); ++it)
-        map.insert(rawValue(it.key()), snapshotMap(it.value()));
-    return map;
 }
 
 void AppModel::setLatest(QMap<UsageProvider, ProviderSnapshot> latest)

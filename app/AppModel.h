@@ -11,8 +11,6 @@
 #include <QSet>
 #include <QStringList>
 #include <QTimer>
-#include <QVariantList>
-#include <QVariantMap>
 
 #include <chrono>
 #include <functional>
@@ -39,8 +37,6 @@ class AppModel : public QObject
 
     // The visible providers' raw names ("codex", "claude"), codex first.
     Q_PROPERTY(QStringList visibleProviders READ visibleProviderNames NOTIFY enabledProvidersChanged)
-    // Raw name -> the latest snapshot as a map (see snapshotMap).
-    Q_PROPERTY(QVariantMap latestSnapshots READ latestSnapshots NOTIFY latestChanged)
     Q_PROPERTY(QString menuBarTitle READ menuBarTitle NOTIFY menuBarTitleChanged)
     Q_PROPERTY(int historySize READ historySize NOTIFY historyChanged)
     Q_PROPERTY(bool isRefreshing READ isRefreshing NOTIFY isRefreshingChanged)
@@ -101,6 +97,8 @@ public:
     const QList<ProviderSnapshot> &history() const { return m_history; }
     QList<UsageProvider> visibleProviders() const;
     QString menuBarTitle() const;
+    // The largest usedPercent of the visible providers' latest windows; none without any.
+    std::optional<double> highestUsedPercent() const;
     bool isRefreshing() const { return m_isRefreshing; }
     bool claudeIntegrationInstalled() const { return m_claudeIntegrationInstalled; }
     bool launchAtLoginEnabled() const { return m_launchAtLoginEnabled; }
@@ -152,10 +150,6 @@ public Q_SLOTS:
 public:
     void setProvider(UsageProvider provider, bool enabled);
 
-    // A snapshot as views read it: the fields by name, dates as QDateTime,
-    // absent optional fields left out, windows as a list of maps.
-    static QVariantMap snapshotMap(const ProviderSnapshot &snapshot);
-
 Q_SIGNALS:
     void latestChanged();
     void historyChanged();
@@ -196,7 +190,6 @@ private:
 
     // Property adaptors for views.
     QStringList visibleProviderNames() const;
-    QVariantMap latestSnapshots() const;
     int historySize() const { return static_cast<int>(m_history.size()); }
     QString lastActionMessageText() const { return m_lastActionMessage.value_or(QString()); }
     QString shortcutErrorText() const { return m_shortcutError.value_or(QString()); }

@@ -28,5 +28,7 @@ CommandLineMode chooseCommandLineMode(std::span<const char *const> arguments)
     }
     if (anyEquals(arguments, "--check-claude"))
         return {Kind::checkClaude, {}};
+    if (anyEquals(arguments, "--toggle-panel"))
+        return {Kind::togglePanel, {}};
     return {Kind::graphical, {}};
 }

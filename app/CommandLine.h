@@ -11,6 +11,7 @@ struct CommandLineMode {
         checkCodex,     // --check-codex
         checkCodexPath, // --check-codex-path=PATH
         checkClaude,    // --check-claude
+        togglePanel,    // --toggle-panel: asks the running application
         graphical,      // none of the above
     };
     Kind kind = Kind::graphical;

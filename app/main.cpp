@@ -1,9 +1,11 @@
 #include "app/CommandLine.h"
 #include "app/Diagnostics.h"
 #include "collectors/claude/ClaudeStatusLineHelper.h"
+#include "system/FileSystem.h"
 
 #include <cstdio>
 #include <cstring>
+#include <dlfcn.h>
 #include <unistd.h>
 
 namespace {
@@ -13,6 +15,35 @@ void writeLine(int fd, const char *text)
 {
     const size_t length = std::strlen(text);
     [[maybe_unused]] const ssize_t written = ::write(fd, text, length);
+}
+
+// The graphical part lives in a module beside the core, so that the
+// command-line modes never load Qt's GUI stack. It sits at the same place
+// relative to the executable in the build tree and after installation.
+int runModule(const char *entryPoint, int argc, char *argv[])
+{
+    const std::optional<QString> executable = FileSystem::currentExecutablePath();
+    if (!executable) {
+        writeLine(STDERR_FILENO, "Limitra: cannot tell where this executable is.\n");
+        return 2;
+    }
+    const QString folder = executable->left(executable->lastIndexOf(QLatin1Char('/')));
+    const QByteArray modulePath = (folder + QStringLiteral("/" LIMITRA_MODULE_RELATIVE_PATH)).toLocal8Bit();
+    void *module = ::dlopen(modulePath.constData(), RTLD_NOW | RTLD_LOCAL);
+    if (!module) {
+        writeLine(STDERR_FILENO, "Limitra: cannot load the graphical module: ");
+        writeLine(STDERR_FILENO, ::dlerror());
+        writeLine(STDERR_FILENO, "\n");
+        return 2;
+    }
+    using Entry = int (*)(int, char **);
+    auto entry = reinterpret_cast<Entry>(::dlsym(module, entryPoint));
+    if (!entry) {
+        writeLine(STDERR_FILENO, "Limitra: the graphical module is incomplete.\n");
+        return 2;
+    }
+    // The module stays loaded until the process ends: Qt's objects outlive main.
+    return entry(argc, argv);
 }
 
 } // namespace
@@ -31,9 +62,10 @@ int main(int argc, char *argv[])
         return Diagnostics::checkCodexPath(mode.path);
     case CommandLineMode::Kind::checkClaude:
         return Diagnostics::checkClaude();
+    case CommandLineMode::Kind::togglePanel:
+        return runModule("limitra_toggle_panel", argc, argv);
     case CommandLineMode::Kind::graphical:
         break;
     }
-    writeLine(STDERR_FILENO, "Limitra: this build has no graphical application yet.\n");
-    return 2;
+    return runModule("limitra_run_application", argc, argv);
 }

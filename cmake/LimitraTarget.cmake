@@ -22,3 +22,13 @@ function(limitra_add_library target)
     add_library(${target} STATIC ${ARGN})
     limitra_configure_target(${target})
 endfunction()
+
+# A part of the core (model, system, paths, collectors). Its objects go into
+# the one shared library `limitra_core`, which the executable, the graphical
+# module and the tests link, so that the core's static state (the blocking-work
+# thread pool, the SIGPIPE set-up) exists once per process.
+function(limitra_add_core_library target)
+    add_library(${target} OBJECT ${ARGN})
+    limitra_configure_target(${target})
+    set_property(GLOBAL APPEND PROPERTY LIMITRA_CORE_PARTS ${target})
+endfunction()

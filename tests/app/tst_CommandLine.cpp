@@ -16,7 +16,8 @@ class CommandLineTest : public QObject
 private Q_SLOTS:
     void modes_data();
     void modes();
-    void withoutModeThereIsNoApplicationYet();
+    void graphicalStartsNeedARunningSession_data();
+    void graphicalStartsNeedARunningSession();
 };
 
 void CommandLineTest::modes_data()
@@ -43,6 +44,10 @@ void CommandLineTest::modes_data()
     QTest::newRow("path kept as written") << QList<QByteArray>{"limitra", "--check-codex-path= ~/bin/codex"}
                                           << Kind::checkCodexPath << QByteArray(" ~/bin/codex");
     QTest::newRow("claude") << QList<QByteArray>{"limitra", "--check-claude"} << Kind::checkClaude << QByteArray();
+    QTest::newRow("toggle panel") << QList<QByteArray>{"limitra", "--toggle-panel"} << Kind::togglePanel
+                                  << QByteArray();
+    QTest::newRow("diagnostics before toggle")
+        << QList<QByteArray>{"limitra", "--toggle-panel", "--check-claude"} << Kind::checkClaude << QByteArray();
     QTest::newRow("letter case differs") << QList<QByteArray>{"limitra", "--Check-Claude", "--CLAUDE-STATUSLINE"}
                                          << Kind::graphical << QByteArray();
     QTest::newRow("single dash") << QList<QByteArray>{"limitra", "-check-codex", "-claude-statusline"}
@@ -64,12 +69,33 @@ void CommandLineTest::modes()
     QCOMPARE(mode.path, path);
 }
 
-void CommandLineTest::withoutModeThereIsNoApplicationYet()
+void CommandLineTest::graphicalStartsNeedARunningSession_data()
 {
+    QTest::addColumn<QString>("argument");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("errors");
+    QTest::newRow("no display") << QStringLiteral("--unknown") << 2
+                                << QByteArray(
+                                       "Limitra: no graphical display (neither DISPLAY nor WAYLAND_DISPLAY is set); "
+                                       "the command-line modes work without one.\n");
+    QTest::newRow("toggle without an instance")
+        << QStringLiteral("--toggle-panel") << 1 << QByteArray("Limitra is not running.\n");
+}
+
+void CommandLineTest::graphicalStartsNeedARunningSession()
+{
+    QFETCH(QString, argument);
+    QFETCH(int, exitCode);
+    QFETCH(QByteArray, errors);
     TestHome home;
-    const LimitraRun run = runLimitra({QStringLiteral("--unknown")}, {}, home.environment());
-    QCOMPARE(run.exitCode, 2);
-    QCOMPARE(run.errors, QByteArray("Limitra: this build has no graphical application yet.\n"));
+    QProcessEnvironment environment = home.environment();
+    for (const char *name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+        environment.remove(QString::fromLatin1(name));
+    // No session bus: nobody can own the instance's name.
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent"));
+    const LimitraRun run = runLimitra({argument}, {}, environment);
+    QCOMPARE(run.exitCode, exitCode);
+    QCOMPARE(run.errors, errors);
     QVERIFY(run.output.isEmpty());
 }
 

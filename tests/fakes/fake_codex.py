@@ -86,7 +86,7 @@ def main():
         if scenario == "never-answer":
             continue
         if scenario == "slow" and ident is not None:
-            time.sleep(1.5)
+            time.sleep(3)
         if method == "initialize":
             answer = {"id": 1, "result": {"userAgent": "fake/1.0", "platformOs": "linux"}}
             if scenario == "init-error":
