@@ -33,6 +33,9 @@ DashboardWindowController::DashboardWindowController(QQmlEngine &engine, AppMode
 
 DashboardWindowController::~DashboardWindowController()
 {
+    // A window being destroyed still sends events; this filter must not see them.
+    if (m_window)
+        m_window->removeEventFilter(this);
     delete m_window;
 }
 

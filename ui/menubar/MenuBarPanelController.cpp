@@ -29,6 +29,9 @@ MenuBarPanelController::MenuBarPanelController(QQmlEngine &engine, QObject *pare
 
 MenuBarPanelController::~MenuBarPanelController()
 {
+    // A window being destroyed still sends signals; this controller is half gone.
+    if (m_window)
+        m_window->disconnect(this);
     delete m_window;
 }
 

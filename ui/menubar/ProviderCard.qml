@@ -69,23 +69,17 @@ Rectangle {
         Repeater {
             model: root.windows
             delegate: UsageWindowRow {
-                required property string label
-                required property string scope
-                required property string usedText
-                required property string remainingText
-                required property string resetText
-                required property real gaugeValue
-                required property int level
+                // The row's own properties take the model's roles of the same names.
+                required label
+                required scope
+                required usedText
+                required remainingText
+                required resetText
+                required gaugeValue
+                required level
                 objectName: "windowRow"
                 Layout.fillWidth: true
                 compact: root.compact
-                label: label
-                scope: scope
-                usedText: usedText
-                remainingText: remainingText
-                resetText: resetText
-                gaugeValue: gaugeValue
-                level: level
             }
         }
 
