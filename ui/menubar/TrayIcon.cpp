@@ -28,7 +28,9 @@ TrayIcon::TrayIcon(AppModel &model, UpdaterModel &updater, QObject *parent)
     m_icon.setContextMenu(&m_menu);
 
     connect(&m_icon, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-        if (reason == QSystemTrayIcon::Trigger)
+        // An XEmbed tray reports a quick second click as a double click; to
+        // the user it is the click that closes the panel again.
+        if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick)
             Q_EMIT panelToggleRequested(anchor());
     });
     connect(&model, &AppModel::latestChanged, this, &TrayIcon::update);

@@ -30,8 +30,14 @@ xcb_atom_t atom(xcb_connection_t *connection, const QByteArray &name)
 xcb_screen_t *defaultScreen(xcb_connection_t *connection, int *number)
 {
     int screen = 0;
-    if (const char *display = std::getenv("DISPLAY"))
-        xcb_parse_display(display, nullptr, nullptr, &screen);
+    if (const char *display = std::getenv("DISPLAY")) {
+        // xcb writes the host and display number whatever the caller wants.
+        char *host = nullptr;
+        int displayNumber = 0;
+        if (!xcb_parse_display(display, &host, &displayNumber, &screen))
+            screen = 0;
+        std::free(host);
+    }
     *number = screen;
     xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(connection));
     for (int i = 0; it.rem && i < screen; ++i)

@@ -1,0 +1,158 @@
+#include "DesktopSession.h"
+
+#include <QDBusConnection>
+#include <QRegularExpression>
+#include <QThread>
+#include <QtDebug>
+
+#include <csignal>
+
+namespace {
+
+// The first line a daemon prints on standard output (its display or address).
+QString firstLine(QProcess &process, const char *what)
+{
+    if (!process.waitForStarted(10000)) {
+        qWarning("%s did not start: %s", what, qPrintable(process.errorString()));
+        return {};
+    }
+    while (!process.canReadLine()) {
+        if (!process.waitForReadyRead(20000)) {
+            qWarning("%s printed nothing: %s", what, process.readAllStandardError().constData());
+            return {};
+        }
+    }
+    return QString::fromUtf8(process.readLine()).trimmed();
+}
+
+} // namespace
+
+DesktopSession::DesktopSession()
+{
+    // -displayfd: Xvfb picks a free display itself and names it on stdout.
+    m_xvfb.start(QStringLiteral("Xvfb"),
+                 {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"), QStringLiteral("0"),
+                  QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+    const QString number = firstLine(m_xvfb, "Xvfb");
+    if (!number.isEmpty())
+        m_display = QLatin1Char(':') + number;
+    m_busDaemon.start(QStringLiteral("dbus-daemon"),
+                      {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+    m_busAddress = firstLine(m_busDaemon, "dbus-daemon");
+    if (m_busAddress.isEmpty())
+        return;
+    m_busName = QStringLiteral("desktop-session-") + m_display;
+    QDBusConnection::connectToBus(m_busAddress, m_busName);
+}
+
+DesktopSession::~DesktopSession()
+{
+    for (auto it = m_children.rbegin(); it != m_children.rend(); ++it)
+        stop(it->get());
+    QDBusConnection::disconnectFromBus(m_busName);
+    stop(&m_busDaemon);
+    stop(&m_xvfb);
+}
+
+QProcessEnvironment DesktopSession::environment(QProcessEnvironment base) const
+{
+    base.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    base.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    base.insert(QStringLiteral("DISPLAY"), m_display);
+    base.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_busAddress);
+    // Leaks are the in-process tests' business; here a process's exit status
+    // is what it says to the desktop.
+    base.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+    return base;
+}
+
+QProcess *DesktopSession::start(const QString &program, const QStringList &arguments,
+                                const QProcessEnvironment &environment)
+{
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(environment);
+    process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->start(program, arguments);
+    process->waitForStarted(10000);
+    m_children.push_back(std::move(process));
+    return m_children.back().get();
+}
+
+void DesktopSession::stop(QProcess *process)
+{
+    if (process->state() == QProcess::NotRunning)
+        return;
+    process->terminate();
+    if (!process->waitForFinished(5000)) {
+        process->kill();
+        process->waitForFinished(5000);
+    }
+}
+
+QList<QRect> DesktopSession::windows(const QString &title) const
+{
+    const QByteArray shell = run(QStringLiteral("xdotool"),
+                                 {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
+                                  QLatin1Char('^') + title + QLatin1Char('$'), QStringLiteral("getwindowgeometry"),
+                                  QStringLiteral("--shell"), QStringLiteral("%@")});
+    QList<QRect> found;
+    QRect current;
+    static const QRegularExpression line(QStringLiteral("^(X|Y|WIDTH|HEIGHT)=(-?\\d+)$"));
+    for (const QByteArray &raw : shell.split('\n')) {
+        const QRegularExpressionMatch match = line.match(QString::fromLatin1(raw));
+        if (!match.hasMatch())
+            continue;
+        const int value = match.captured(2).toInt();
+        const QString key = match.captured(1);
+        if (key == QStringLiteral("X"))
+            current.moveLeft(value);
+        else if (key == QStringLiteral("Y"))
+            current.moveTop(value);
+        else if (key == QStringLiteral("WIDTH"))
+            current.setWidth(value);
+        else {
+            current.setHeight(value);
+            found.append(current);
+            current = {};
+        }
+    }
+    return found;
+}
+
+void DesktopSession::click(const QPoint &position, Pause pause) const
+{
+    if (pause == Pause::pastDoubleClick)
+        QThread::msleep(800); // GTK's double-click time is 400 ms
+    run(QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QString::number(position.x()),
+                                    QString::number(position.y()), QStringLiteral("click"), QStringLiteral("1")});
+}
+
+QList<QRect> DesktopSession::windowsInTree(const QString &title) const
+{
+    // Lines like: 0x600006 "Limitra": ("limitra" "Limitra")  22x22+0+0  +1+1
+    const QRegularExpression line(
+        QStringLiteral("^\\s*0x[0-9a-f]+ \"") + QRegularExpression::escape(title)
+        + QStringLiteral("\":.*\\s(\\d+)x(\\d+)[+-]-?\\d+[+-]-?\\d+\\s+\\+(-?\\d+)\\+(-?\\d+)$"));
+    QList<QRect> found;
+    const QByteArray tree = run(QStringLiteral("xwininfo"), {QStringLiteral("-root"), QStringLiteral("-tree")});
+    for (const QByteArray &raw : tree.split('\n')) {
+        const QRegularExpressionMatch match = line.match(QString::fromUtf8(raw));
+        if (match.hasMatch()) {
+            found.append(QRect(match.captured(3).toInt(), match.captured(4).toInt(), match.captured(1).toInt(),
+                               match.captured(2).toInt()));
+        }
+    }
+    return found;
+}
+
+QByteArray DesktopSession::run(const QString &program, const QStringList &arguments) const
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DISPLAY"), m_display);
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    process.waitForFinished(10000);
+    return process.readAllStandardOutput();
+}

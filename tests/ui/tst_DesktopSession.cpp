@@ -1,0 +1,313 @@
+// The real executable on a desktop of its own (Xvfb, a private session bus,
+// tray hosts from Debian packages, clicks from xdotool): the tray icon on each
+// kind of tray, the panel under the click, one instance per session, and one
+// whole round with fake `codex` and `claude` that every output agrees on.
+#include "DesktopSession.h"
+#include "storage/ArchiveFormat.h"
+#include "tests/support/FakeTools.h"
+#include "tests/support/ResultChecks.h"
+#include "tests/support/TestHome.h"
+#include "ui/common/UsageFormat.h"
+#include "ui/menubar/TrayIconImage.h"
+
+#include <QDBusArgument>
+#include <QDBusConnectionInterface>
+#include <QDBusInterface>
+#include <QDBusReply>
+#include <QGuiApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtEndian>
+#include <QtTest>
+
+namespace {
+
+constexpr int kPanelWidth = 370;
+constexpr int kDashboardWidth = 980;
+const QString kWatcher = QStringLiteral("org.kde.StatusNotifierWatcher");
+
+QList<QRect> withWidth(const QList<QRect> &windows, int width)
+{
+    QList<QRect> found;
+    for (const QRect &window : windows) {
+        if (window.width() == width)
+            found.append(window);
+    }
+    return found;
+}
+
+} // namespace
+
+class DesktopSessionTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void wholeApplicationWithAStatusNotifierHost();
+    void xembedTrayGetsTheIcon();
+    void withoutTrayTheDashboardOpensAndALaterHostGetsTheIcon();
+    void oneInstancePerSession();
+
+private:
+    QProcess *startLimitra();
+    void startStatusNotifierHost();
+    // The registered item's service name, once there is one.
+    QString registeredItem() const;
+    // The item's icon, one image per size it holds.
+    QMap<int, QImage> itemPixmaps(const QString &item) const;
+    QString itemToolTip(const QString &item) const;
+    QList<QRect> limitraWindows(int width) const { return withWidth(m_session->windows("Limitra"), width); }
+    int runLimitra(const QStringList &arguments, QByteArray *errors = nullptr) const;
+
+    std::unique_ptr<DesktopSession> m_session;
+    std::unique_ptr<TestHome> m_home;
+    std::unique_ptr<FakeTools> m_fakes;
+    QProcessEnvironment m_environment;
+};
+
+void DesktopSessionTest::init()
+{
+    m_session = std::make_unique<DesktopSession>();
+    QVERIFY(m_session->isReady());
+    m_home = std::make_unique<TestHome>();
+    m_fakes = std::make_unique<FakeTools>();
+    m_fakes->activate();
+    const QString codex = m_fakes->codex("standard");
+    m_fakes->claude("screen", 0.3);
+    m_environment = m_session->environment(m_home->environment());
+    m_environment.insert("PATH", QFileInfo(codex).absolutePath() + ":/usr/bin:/bin");
+}
+
+void DesktopSessionTest::cleanup()
+{
+    m_session.reset();
+    if (m_fakes)
+        QCOMPARE(m_fakes->livingProcesses(), QList<pid_t>());
+    m_fakes.reset();
+    m_home.reset();
+}
+
+QProcess *DesktopSessionTest::startLimitra()
+{
+    return m_session->start(LIMITRA_EXECUTABLE, {}, m_environment);
+}
+
+void DesktopSessionTest::startStatusNotifierHost()
+{
+    m_session->start("gtk-sni-tray-standalone", {"--watcher", "--top", "--size", "30"}, m_environment);
+    QTRY_VERIFY_WITH_TIMEOUT(m_session->bus().interface()->isServiceRegistered(kWatcher), 20000);
+}
+
+QString DesktopSessionTest::registeredItem() const
+{
+    QDBusInterface watcher(kWatcher, "/StatusNotifierWatcher", kWatcher, m_session->bus());
+    const QStringList items = watcher.property("RegisteredStatusNotifierItems").toStringList();
+    // Watchers name an item by its bus name, some with the object path after it.
+    return items.isEmpty() ? QString() : items.first().section('/', 0, 0);
+}
+
+QMap<int, QImage> DesktopSessionTest::itemPixmaps(const QString &item) const
+{
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(item, "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get");
+    call << "org.kde.StatusNotifierItem"
+         << "IconPixmap";
+    const QDBusReply<QDBusVariant> reply = m_session->bus().call(call);
+    QMap<int, QImage> images;
+    if (!reply.isValid())
+        return images;
+    const QDBusArgument argument = reply.value().variant().value<QDBusArgument>();
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        int width = 0;
+        int height = 0;
+        QByteArray data;
+        argument.beginStructure();
+        argument >> width >> height >> data;
+        argument.endStructure();
+        if (width <= 0 || height <= 0 || data.size() != width * height * 4)
+            continue;
+        // Each pixel is ARGB in network byte order.
+        QImage image(width, height, QImage::Format_ARGB32);
+        const auto *pixels = reinterpret_cast<const quint32 *>(data.constData());
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x)
+                image.setPixel(x, y, qFromBigEndian(pixels[y * width + x]));
+        }
+        images.insert(width, image);
+    }
+    argument.endArray();
+    return images;
+}
+
+QString DesktopSessionTest::itemToolTip(const QString &item) const
+{
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(item, "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get");
+    call << "org.kde.StatusNotifierItem"
+         << "ToolTip";
+    const QDBusReply<QDBusVariant> reply = m_session->bus().call(call);
+    if (!reply.isValid())
+        return {};
+    // (icon name, pixmaps, title, text): the text is the third string.
+    const QDBusArgument argument = reply.value().variant().value<QDBusArgument>();
+    QString iconName;
+    QString title;
+    QString text;
+    argument.beginStructure();
+    argument >> iconName;
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        argument.beginStructure();
+        int width = 0;
+        int height = 0;
+        QByteArray data;
+        argument >> width >> height >> data;
+        argument.endStructure();
+    }
+    argument.endArray();
+    argument >> title >> text;
+    argument.endStructure();
+    return title + '\n' + text;
+}
+
+int DesktopSessionTest::runLimitra(const QStringList &arguments, QByteArray *errors) const
+{
+    QProcess process;
+    process.setProcessEnvironment(m_environment);
+    process.start(LIMITRA_EXECUTABLE, arguments);
+    if (!process.waitForFinished(30000)) {
+        process.kill();
+        process.waitForFinished();
+        return -1;
+    }
+    if (errors)
+        *errors = process.readAllStandardError();
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+void DesktopSessionTest::wholeApplicationWithAStatusNotifierHost()
+{
+    startStatusNotifierHost();
+    if (QTest::currentTestFailed())
+        return;
+    startLimitra();
+    QTRY_VERIFY_WITH_TIMEOUT(!registeredItem().isEmpty(), 30000);
+    const QString item = registeredItem();
+
+    // After the first round the files, the icon and its tooltip say the same.
+    const QString history = m_home->appDirectory() + "/usage-history.json";
+    const auto archived = [&] {
+        const Result<UsageArchive> archive = ArchiveFormat::decode(readAll(history));
+        return archive ? archive->snapshots.size() : 0;
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(archived(), qsizetype(2), 60000);
+    const Result<UsageArchive> archive = ArchiveFormat::decode(readAll(history));
+    QVERIFY_OK(archive);
+    double highest = 0;
+    for (const ProviderSnapshot &snapshot : archive->snapshots) {
+        for (const UsageWindow &window : snapshot.windows)
+            highest = std::max(highest, window.usedPercent);
+    }
+    const QString title = UsageFormat::usedText(highest);
+    QCOMPARE(title, QStringLiteral("42%"));
+    QTRY_COMPARE_WITH_TIMEOUT(
+        itemPixmaps(item).value(22),
+        TrayIconImage::render(title, UsageFormat::level(highest), 22).convertToFormat(QImage::Format_ARGB32), 20000);
+    const QMap<int, QImage> pixmaps = itemPixmaps(item);
+    QCOMPARE(pixmaps.keys(), (QList<int>{16, 22, 24, 32, 48, 64}));
+    for (auto it = pixmaps.begin(); it != pixmaps.end(); ++it) {
+        QCOMPARE(
+            it.value(),
+            TrayIconImage::render(title, UsageFormat::level(highest), it.key()).convertToFormat(QImage::Format_ARGB32));
+    }
+    const QString toolTip = itemToolTip(item);
+    QVERIFY2(toolTip.contains("OpenAI Codex: ") && toolTip.contains("42% used") && toolTip.contains("Claude Code: "),
+             qPrintable(toolTip));
+
+    const QString widget = m_home->dataHome() + "/com.limitra.app.widgets/widget-usage.json";
+    const QJsonArray providers = QJsonDocument::fromJson(readAll(widget)).object().value("providers").toArray();
+    QCOMPARE(providers.size(), 2);
+    QCOMPARE(providers[0].toObject().value("windows").toArray()[0].toObject().value("usedPercent").toDouble(), 42.0);
+    // Claude had no status-line payload yet: the /usage probe stood in, and left its file.
+    QCOMPARE(providers[1].toObject().value("state").toString(), QStringLiteral("fallback"));
+    QVERIFY(QFile::exists(m_home->appDirectory() + "/claude-usage-fallback.json"));
+
+    // With a host there is no dashboard at launch; a click on the icon (the
+    // first in the bar) opens the panel under it, a second click closes it.
+    QVERIFY(limitraWindows(kDashboardWidth).isEmpty());
+    const QPoint icon(12, 15);
+    m_session->click(icon);
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kPanelWidth).size(), 1, 10000);
+    const QRect panel = limitraWindows(kPanelWidth).first();
+    QVERIFY2(panel.left() <= icon.x() && icon.x() <= panel.right() && panel.top() >= 15 && panel.top() <= 60,
+             qPrintable(QString("panel at %1,%2").arg(panel.x()).arg(panel.y())));
+    m_session->click(icon, DesktopSession::Pause::pastDoubleClick);
+    QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
+}
+
+void DesktopSessionTest::xembedTrayGetsTheIcon()
+{
+    m_session->start("trayer", {"--edge", "top", "--align", "left", "--widthtype", "request", "--height", "24"},
+                     m_environment);
+    startLimitra();
+    // The icon is a small window of Limitra's inside the tray.
+    const auto iconWindows = [&] { return withWidth(m_session->windowsInTree("Limitra"), 22); };
+    QTRY_VERIFY_WITH_TIMEOUT(!iconWindows().isEmpty(), 30000);
+    const QRect icon = iconWindows().first();
+    QVERIFY(limitraWindows(kDashboardWidth).isEmpty());
+    m_session->click(icon.center());
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kPanelWidth).size(), 1, 10000);
+    // Under the icon, whose geometry Qt knows on this kind of tray.
+    QCOMPARE(limitraWindows(kPanelWidth).first().top(), icon.bottom() + 5);
+    // At once: the tray takes the second click for a double click.
+    m_session->click(icon.center());
+    QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
+}
+
+void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterHostGetsTheIcon()
+{
+    startLimitra();
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 30000);
+    startStatusNotifierHost();
+    if (QTest::currentTestFailed())
+        return;
+    QTRY_VERIFY_WITH_TIMEOUT(!registeredItem().isEmpty(), 30000);
+}
+
+void DesktopSessionTest::oneInstancePerSession()
+{
+    startStatusNotifierHost();
+    if (QTest::currentTestFailed())
+        return;
+    QProcess *first = startLimitra();
+    QTRY_VERIFY_WITH_TIMEOUT(!registeredItem().isEmpty(), 30000);
+
+    QCOMPARE(runLimitra({"--toggle-panel"}), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kPanelWidth).size(), 1, 10000);
+    QCOMPARE(runLimitra({"--toggle-panel"}), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
+
+    // A second start shows the first one's dashboard and leaves.
+    QCOMPARE(runLimitra({}), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 10000);
+    QCOMPARE(first->state(), QProcess::Running);
+
+    DesktopSession::stop(first);
+    QByteArray errors;
+    QCOMPARE(runLimitra({"--toggle-panel"}, &errors), 1);
+    QCOMPARE(errors, QByteArray("Limitra is not running.\n"));
+}
+
+int main(int argc, char **argv)
+{
+    QGuiApplication application(argc, argv); // fonts for the expected icons
+    DesktopSessionTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_DesktopSession.moc"
