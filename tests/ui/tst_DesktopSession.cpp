@@ -37,6 +37,14 @@ QList<QRect> withWidth(const QList<QRect> &windows, int width)
     return found;
 }
 
+QString described(const QList<QRect> &windows)
+{
+    QStringList sizes;
+    for (const QRect &window : windows)
+        sizes.append(QString("%1x%2+%3+%4").arg(window.width()).arg(window.height()).arg(window.x()).arg(window.y()));
+    return "windows: " + sizes.join(' ');
+}
+
 } // namespace
 
 class DesktopSessionTest : public QObject
@@ -77,9 +85,10 @@ void DesktopSessionTest::init()
     m_fakes = std::make_unique<FakeTools>();
     m_fakes->activate();
     const QString codex = m_fakes->codex("standard");
-    m_fakes->claude("screen", 0.3);
+    const QString claude = m_fakes->claude("screen", 0.3);
     m_environment = m_session->environment(m_home->environment());
-    m_environment.insert("PATH", QFileInfo(codex).absolutePath() + ":/usr/bin:/bin");
+    m_environment.insert("PATH",
+                         QFileInfo(codex).absolutePath() + ':' + QFileInfo(claude).absolutePath() + ":/usr/bin:/bin");
 }
 
 void DesktopSessionTest::cleanup()
@@ -234,7 +243,8 @@ void DesktopSessionTest::wholeApplicationWithAStatusNotifierHost()
     QCOMPARE(providers.size(), 2);
     QCOMPARE(providers[0].toObject().value("windows").toArray()[0].toObject().value("usedPercent").toDouble(), 42.0);
     // Claude had no status-line payload yet: the /usage probe stood in, and left its file.
-    QCOMPARE(providers[1].toObject().value("state").toString(), QStringLiteral("fallback"));
+    QVERIFY2(providers[1].toObject().value("state").toString() == QStringLiteral("fallback"),
+             QJsonDocument(providers[1].toObject()).toJson().constData());
     QVERIFY(QFile::exists(m_home->appDirectory() + "/claude-usage-fallback.json"));
 
     // With a host there is no dashboard at launch; a click on the icon (the
@@ -257,7 +267,8 @@ void DesktopSessionTest::xembedTrayGetsTheIcon()
     startLimitra();
     // The icon is a small window of Limitra's inside the tray.
     const auto iconWindows = [&] { return withWidth(m_session->windowsInTree("Limitra"), 22); };
-    QTRY_VERIFY_WITH_TIMEOUT(!iconWindows().isEmpty(), 30000);
+    QTRY_VERIFY2_WITH_TIMEOUT(!iconWindows().isEmpty(), qPrintable(described(m_session->windowsInTree("Limitra"))),
+                              30000);
     const QRect icon = iconWindows().first();
     QVERIFY(limitraWindows(kDashboardWidth).isEmpty());
     m_session->click(icon.center());
