@@ -21,6 +21,8 @@ QDBusMessage hostRegisteredQuery()
     QDBusMessage get = QDBusMessage::createMethodCall(
         kWatcherService, kWatcherPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     get << kWatcherService << QStringLiteral("IsStatusNotifierHostRegistered");
+    // A watcher that is only D-Bus activatable has no host to show an icon.
+    get.setAutoStartService(false);
     return get;
 }
 
@@ -45,15 +47,17 @@ TrayHostWatcher::TrayHostWatcher(QObject *parent)
                     this, SLOT(checkStatusNotifierHost()));
     }
     // X11 offers no cheap notice of a new selection owner without another
-    // extension; asking once a second costs one round trip, and only until a
-    // host is found.
-    m_xembedPoll.setInterval(std::chrono::seconds(1));
-    connect(&m_xembedPoll, &QTimer::timeout, this, [this] {
+    // extension, and a watcher's signal can be missed while its name is
+    // still being resolved; asking once a second costs a round trip or two,
+    // and only until a host is found.
+    m_poll.setInterval(std::chrono::seconds(1));
+    connect(&m_poll, &QTimer::timeout, this, [this] {
         if (X11Desktop::trayManagerPresent())
             markAvailable();
+        else if (m_serviceWatcher)
+            checkStatusNotifierHost();
     });
-    if (X11Desktop::isActive())
-        m_xembedPoll.start();
+    m_poll.start();
 }
 
 bool TrayHostWatcher::checkNow()
@@ -84,6 +88,6 @@ void TrayHostWatcher::markAvailable()
     if (m_available)
         return;
     m_available = true;
-    m_xembedPoll.stop();
+    m_poll.stop();
     Q_EMIT available();
 }

@@ -32,5 +32,5 @@ private:
 
     bool m_available = false;
     QDBusServiceWatcher *m_serviceWatcher = nullptr;
-    QTimer m_xembedPoll;
+    QTimer m_poll;
 };
