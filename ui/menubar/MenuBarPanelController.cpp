@@ -2,11 +2,17 @@
 
 #include "ui/menubar/PanelPlacement.h"
 
+#include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QScreen>
+
+// Off unless asked for (QT_LOGGING_RULES="limitra.timing=true"); the desktop
+// benchmark reads it.
+Q_LOGGING_CATEGORY(lcTiming, "limitra.timing", QtWarningMsg)
 
 namespace {
 
@@ -55,8 +61,20 @@ void MenuBarPanelController::toggle(const QRect &anchor)
 
 void MenuBarPanelController::show(const QRect &anchor)
 {
+    QElapsedTimer sinceActivation;
+    sinceActivation.start();
+    const bool firstEver = !m_window;
     if (!ensureWindow())
         return;
+    if (lcTiming().isDebugEnabled()) {
+        connect(
+            m_window, &QQuickWindow::frameSwapped, this,
+            [sinceActivation, firstEver] {
+                qCDebug(lcTiming, "panel first frame after %.2f ms%s", double(sinceActivation.nsecsElapsed()) / 1e6,
+                        firstEver ? " (first ever)" : "");
+            },
+            static_cast<Qt::ConnectionType>(Qt::DirectConnection | Qt::SingleShotConnection));
+    }
     m_closedByFocusLoss.invalidate();
     if (!compositorPlacesWindows())
         placeAt(anchor);
