@@ -6,6 +6,8 @@
 #include <QtDebug>
 
 #include <csignal>
+#include <cstdlib>
+#include <xcb/xcb.h>
 
 namespace {
 
@@ -155,4 +157,28 @@ QByteArray DesktopSession::run(const QString &program, const QStringList &argume
     process.start(program, arguments);
     process.waitForFinished(10000);
     return process.readAllStandardOutput();
+}
+
+QImage DesktopSession::grab(const QRect &area) const
+{
+    xcb_connection_t *connection = xcb_connect(m_display.toLocal8Bit().constData(), nullptr);
+    QImage image;
+    if (!xcb_connection_has_error(connection)) {
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+        xcb_get_image_reply_t *reply = xcb_get_image_reply(
+            connection,
+            xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, root, static_cast<int16_t>(area.x()),
+                          static_cast<int16_t>(area.y()), static_cast<uint16_t>(area.width()),
+                          static_cast<uint16_t>(area.height()), ~0U),
+            nullptr);
+        // Xvfb's 24-bit screen has 32 bits per pixel, in the byte order of QImage::Format_RGB32.
+        if (reply && xcb_get_image_data_length(reply) == area.width() * area.height() * 4) {
+            image =
+                QImage(xcb_get_image_data(reply), area.width(), area.height(), area.width() * 4, QImage::Format_RGB32)
+                    .copy();
+        }
+        std::free(reply);
+    }
+    xcb_disconnect(connection);
+    return image;
 }

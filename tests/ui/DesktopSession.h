@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QImage>
 #include <QList>
 #include <QPoint>
 #include <QProcess>
@@ -38,6 +39,9 @@ public:
     // double click (a tray host may drop those).
     enum class Pause { none, pastDoubleClick };
     void click(const QPoint &position, Pause pause = Pause::none) const;
+
+    // What the screen shows inside `area`, as a person would see it.
+    QImage grab(const QRect &area) const;
 
 private:
     QByteArray run(const QString &program, const QStringList &arguments) const;

@@ -37,6 +37,24 @@ QList<QRect> withWidth(const QList<QRect> &windows, int width)
     return found;
 }
 
+// Whether some pixel is `colour`, give or take what blending leaves.
+bool showsColour(const QImage &image, QRgb colour)
+{
+    const auto near = [](int a, int b) { return std::abs(a - b) <= 6; };
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb pixel = image.pixel(x, y);
+            if (near(qRed(pixel), qRed(colour)) && near(qGreen(pixel), qGreen(colour))
+                && near(qBlue(pixel), qBlue(colour)))
+                return true;
+        }
+    }
+    return false;
+}
+
+constexpr QRgb kConnectedGreen = 0x2e9b4f;
+constexpr QRgb kFallbackBlue = 0x2b6cd8;
+
 QString described(const QList<QRect> &windows)
 {
     QStringList sizes;
@@ -256,6 +274,14 @@ void DesktopSessionTest::wholeApplicationWithAStatusNotifierHost()
     const QRect panel = limitraWindows(kPanelWidth).first();
     QVERIFY2(panel.left() <= icon.x() && icon.x() <= panel.right() && panel.top() >= 15 && panel.top() <= 60,
              qPrintable(QString("panel at %1,%2").arg(panel.x()).arg(panel.y())));
+    // Its two cards carry the round's states: Codex connected (a green
+    // badge), Claude read through /usage (a blue one).
+    QImage drawn;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (drawn = m_session->grab(panel), showsColour(drawn, kConnectedGreen) && showsColour(drawn, kFallbackBlue)),
+        10000);
+    QDir().mkpath(LIMITRA_SCREENSHOT_DIR);
+    drawn.save(LIMITRA_SCREENSHOT_DIR "/desktop-panel.png");
     m_session->click(icon, DesktopSession::Pause::pastDoubleClick);
     QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
 }
