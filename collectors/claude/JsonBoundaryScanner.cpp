@@ -16,6 +16,9 @@ JsonBoundaryScanner::State JsonBoundaryScanner::feed(QByteArrayView bytes)
         }
         switch (c) {
         case '"':
+            // A string outside any object or array is a bare value.
+            if (m_depth == 0)
+                m_state = State::impossible;
             m_inString = true;
             break;
         case '{':

@@ -42,7 +42,9 @@ StatusLineInput readStatusLineInput(int fd, std::chrono::milliseconds limit, qsi
             input.finished = false;
             return input;
         }
-        if (scanner.feed(QByteArrayView(chunk, got)) == JsonBoundaryScanner::State::impossible)
-            return input; // a bare value or stray bracket: the strict parse will refuse it
+        if (scanner.feed(QByteArrayView(chunk, got)) == JsonBoundaryScanner::State::impossible) {
+            input.finished = false; // a bare value, a stray bracket or a byte-order mark
+            return input;
+        }
     }
 }
