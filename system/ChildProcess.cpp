@@ -325,8 +325,11 @@ void ChildProcess::stopGroup(std::chrono::milliseconds grace)
     waitForExit();
 }
 
-ChildRun runToCompletion(ChildProcess &child, QByteArrayView input)
+ChildRun runToCompletion(ChildProcess &child, QByteArrayView input, const RunLimits &limits)
 {
+    using Clock = std::chrono::steady_clock;
+    const std::optional<Clock::time_point> deadline =
+        limits.time ? std::optional(Clock::now() + *limits.time) : std::nullopt;
     ChildRun run;
     qsizetype written = 0;
     if (child.inputFd() >= 0) {
@@ -339,7 +342,7 @@ ChildRun runToCompletion(ChildProcess &child, QByteArrayView input)
 
     const auto drainOutput = [&] {
         char chunk[65536];
-        while (child.outputFd() >= 0) {
+        while (child.outputFd() >= 0 && run.output.size() <= limits.maxOutput) {
             const ssize_t got = ::read(child.outputFd(), chunk, sizeof chunk);
             if (got > 0) {
                 run.output.append(chunk, got);
@@ -352,6 +355,14 @@ ChildRun runToCompletion(ChildProcess &child, QByteArrayView input)
             return;
         }
     };
+    const auto stopForLimit = [&] {
+        child.closeInput();
+        child.closeOutput();
+        child.stopGroup(limits.grace);
+        run.limitExceeded = true;
+        run.status = child.exitStatus().value_or(ExitStatus{});
+        return run;
+    };
 
     while (!child.hasExited()) {
         pollfd entries[3];
@@ -362,12 +373,21 @@ ChildRun runToCompletion(ChildProcess &child, QByteArrayView input)
             entries[count++] = {child.inputFd(), POLLOUT, 0};
         if (child.exitFd() >= 0)
             entries[count++] = {child.exitFd(), POLLIN, 0};
-        const bool exitVisible = child.exitFd() >= 0;
-        const int timeout = exitVisible ? -1 : static_cast<int>(kExitPollInterval.count());
-        if (::poll(entries, count, timeout) < 0 && errno != EINTR)
+        std::optional<std::chrono::milliseconds> wait;
+        if (child.exitFd() < 0)
+            wait = kExitPollInterval;
+        if (deadline) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+            if (left.count() <= 0)
+                return stopForLimit();
+            wait = wait ? std::min(*wait, left) : left;
+        }
+        if (::poll(entries, count, wait ? static_cast<int>(wait->count()) : -1) < 0 && errno != EINTR)
             break;
 
         drainOutput();
+        if (run.output.size() > limits.maxOutput)
+            return stopForLimit();
         if (child.inputFd() >= 0) {
             while (written < input.size()) {
                 const ssize_t sent =
@@ -389,6 +409,8 @@ ChildRun runToCompletion(ChildProcess &child, QByteArrayView input)
     child.closeInput();
     drainOutput();
     child.closeOutput();
+    if (run.output.size() > limits.maxOutput)
+        run.limitExceeded = true;
     run.status = child.waitForExit().value_or(ExitStatus{});
     return run;
 }

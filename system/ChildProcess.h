@@ -10,6 +10,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -105,6 +106,16 @@ private:
 struct ChildRun {
     QByteArray output;
     ExitStatus status;
+    // The child's group was stopped because it passed a `RunLimits` bound.
+    bool limitExceeded = false;
+};
+
+// Bounds on `runToCompletion`: past either, the child's whole process group
+// is stopped (SIGTERM, `grace`, SIGKILL).
+struct RunLimits {
+    std::optional<std::chrono::milliseconds> time;
+    qsizetype maxOutput = std::numeric_limits<qsizetype>::max();
+    std::chrono::milliseconds grace{200};
 };
 
 // Feeds `input` to the child's standard input (then closes it), collects its
@@ -113,4 +124,4 @@ struct ChildRun {
 // the child has ended and what it left in the pipe is read, even if a process
 // it started in the background keeps the pipe open. A child that stops reading
 // its input early is not an error.
-ChildRun runToCompletion(ChildProcess &child, QByteArrayView input);
+ChildRun runToCompletion(ChildProcess &child, QByteArrayView input, const RunLimits &limits = {});

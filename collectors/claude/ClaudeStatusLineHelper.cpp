@@ -85,8 +85,9 @@ Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input)
             QStringLiteral("Could not start the previous status-line command: %1").arg(child.error().description()));
     }
     const TerminationForwarding forwarding((*child)->pid());
-    const ChildRun run = runToCompletion(**child, input);
-    if (!run.status.success())
+    const ChildRun run =
+        runToCompletion(**child, input, {.time = kPreviousCommandTimeLimit, .maxOutput = kMaxPreviousOutputBytes});
+    if (run.limitExceeded || !run.status.success())
         return none;
     return std::optional<QByteArray>(run.output);
 }

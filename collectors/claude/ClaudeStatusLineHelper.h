@@ -18,6 +18,12 @@ namespace ClaudeStatusLineHelper {
 inline constexpr std::chrono::milliseconds kInputTimeLimit{5000};
 // No status-line payload comes near this size.
 inline constexpr qsizetype kMaxPayloadBytes = 16 * 1024 * 1024;
+// The previous status-line command gets this long, and may print this much,
+// before it counts as failed and its process group is stopped: a status line
+// that takes seconds or fills a screen is broken anyway, and Claude Code asks
+// for a new one every few seconds while it works.
+inline constexpr std::chrono::milliseconds kPreviousCommandTimeLimit{5000};
+inline constexpr qsizetype kMaxPreviousOutputBytes = 1024 * 1024;
 
 // Reads the payload from standard input and writes the status line to standard
 // output. Returns 0 (recorded and printed), 1 (could not record it or could not
@@ -26,7 +32,7 @@ int run();
 
 // Runs the status-line command saved in the backup with `input` on its
 // standard input. None when there is no usable saved command, when it is the
-// bridge itself, or when it did not exit with status 0.
+// bridge itself, or when it did not exit with status 0 within its limits.
 Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input);
 
 // "Claude · 5h 42% · 7d 13%\n", or "Limitra · waiting for Claude usage\n".

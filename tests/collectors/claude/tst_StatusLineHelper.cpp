@@ -3,6 +3,7 @@
 #include "collectors/claude/ClaudeStatusLineHelper.h"
 #include "collectors/claude/StatusLineInput.h"
 #include "system/ChildProcess.h"
+#include "tests/support/FakeTools.h"
 #include "tests/support/LimitraProcess.h"
 #include "tests/support/TestHome.h"
 
@@ -62,6 +63,7 @@ private Q_SLOTS:
     void previousCommand_data();
     void previousCommand();
     void previousCommandReceivesThePayload();
+    void hangingPreviousCommandIsStopped();
     void previousCommandThatCannotStart();
     void loopingBridgeCommandIsNotRun();
     void unusableBackups_data();
@@ -152,6 +154,7 @@ void StatusLineHelperTest::previousCommand_data()
     QTest::newRow("killed by a signal") << "echo partial; kill -9 $$" << kSummary;
     QTest::newRow("command not found") << "no-such-command-anywhere" << kSummary;
     QTest::newRow("more than a pipe holds") << "head -c 300000 /dev/zero | tr '\\0' x" << QByteArray(300000, 'x');
+    QTest::newRow("endless output") << "yes" << kSummary;
     QTest::newRow("shell syntax of the user") << "a=Opus; echo \"$a · $(echo ok)\"" << QByteArray("Opus · ok\n");
 }
 
@@ -174,6 +177,23 @@ void StatusLineHelperTest::previousCommandReceivesThePayload()
     const LimitraRun run = runLimitra(kHelper, kPayload, home.environment());
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.output, kPayload);
+}
+
+void StatusLineHelperTest::hangingPreviousCommandIsStopped()
+{
+    // A pipeline that never ends: past the limit the summary stands in, and
+    // nothing of the command's process group is left.
+    TestHome home;
+    const QString pidFile = home.path() + QStringLiteral("/sleeper.pid");
+    saveBackup(home, QStringLiteral("sleep 600 | (echo $$ > '%1'; cat)").arg(pidFile));
+    const LimitraRun run = runLimitra(kHelper, kPayload, home.environment(), 60000);
+    QVERIFY(run.finished);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.output, kSummary);
+    const pid_t shell = readAll(pidFile).trimmed().toInt();
+    QVERIFY(shell > 0);
+    const auto inTheGroup = [shell](pid_t pid, const QByteArray &) { return ::getpgid(pid) == shell; };
+    QCOMPARE(runningProcessesWhere(inTheGroup), QList<pid_t>());
 }
 
 void StatusLineHelperTest::previousCommandThatCannotStart()
