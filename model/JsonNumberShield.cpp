@@ -42,7 +42,7 @@ bool isValidNumber(const QByteArray &literal)
 }
 
 // Whether Qt keeps this number literal exactly: an integer in the signed
-// 64-bit range.
+// 64-bit range, written the way Qt writes it back ("-0" comes back as "0").
 bool survivesAsIs(const QByteArray &literal)
 {
     for (const char c : literal) {
@@ -50,11 +50,48 @@ bool survivesAsIs(const QByteArray &literal)
             return false;
     }
     bool ok = false;
-    literal.toLongLong(&ok);
-    return ok;
+    const qlonglong value = literal.toLongLong(&ok);
+    return ok && QByteArray::number(value) == literal;
+}
+
+// Whether Qt would change this string literal's value (quotes included): it
+// drops U+FEFF and turns lone surrogates into U+FFFD.
+bool stringSurvivesAsIs(QByteArrayView literal)
+{
+    if (literal.contains("\xEF\xBB\xBF"))
+        return false;
+    for (qsizetype i = 0; i + 5 < literal.size(); ++i) {
+        if (literal[i] != '\\')
+            continue;
+        if (literal[i + 1] == 'u') {
+            const QByteArray hex = literal.sliced(i + 2, 4).toByteArray().toUpper();
+            if (hex == "FEFF" || (hex[0] == 'D' && hex[1] >= '8'))
+                return false;
+        }
+        ++i; // the escaped character is no escape itself
+    }
+    return true;
+}
+
+// One past the closing quote of the string that opens at `from` (past the
+// end when it is not closed).
+qsizetype stringEnd(const QByteArray &json, qsizetype from)
+{
+    for (qsizetype i = from + 1; i < json.size(); ++i) {
+        if (json[i] == '\\')
+            ++i;
+        else if (json[i] == '"')
+            return i + 1;
+    }
+    return json.size() + 1;
 }
 
 } // namespace
+
+QByteArray JsonNumberShield::token() const
+{
+    return '"' + m_prefix + QByteArray::number(m_numbers.size()) + '"';
+}
 
 JsonNumberShield::JsonNumberShield()
     // A random prefix cannot collide with a string the file already holds.
@@ -81,6 +118,13 @@ QByteArray JsonNumberShield::shield(const QByteArray &json)
             continue;
         }
         if (c == '"') {
+            const qsizetype end = stringEnd(json, i);
+            if (end <= json.size() && !stringSurvivesAsIs(QByteArrayView(json).sliced(i, end - i))) {
+                result.append(token());
+                m_numbers.append(json.sliced(i, end - i));
+                i = end - 1;
+                continue;
+            }
             inString = true;
             result.append(c);
             continue;
@@ -94,7 +138,7 @@ QByteArray JsonNumberShield::shield(const QByteArray &json)
                 // Invalid numbers stay, so the document stays invalid.
                 result.append(literal);
             } else {
-                result.append('"' + m_prefix + QByteArray::number(m_numbers.size()) + '"');
+                result.append(token());
                 m_numbers.append(literal);
             }
             i = end - 1;

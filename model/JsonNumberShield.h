@@ -7,8 +7,10 @@
 // which holds integers only within the signed 64-bit range and other numbers
 // as doubles (an integer beyond that range would come back rounded, and a
 // number beyond a double's range would not parse at all). Before parsing,
-// every number that is not a 64-bit integer is replaced by a unique string
-// token; after writing, the tokens are replaced by the original text. Used for
+// every number that is not a 64-bit integer, and every string whose value Qt
+// would change (one holding U+FEFF or a lone surrogate), is replaced by a
+// unique string token; after writing, the tokens are replaced by the
+// original text. Used for
 // files other programs own, whose values must survive our edits unchanged.
 class JsonNumberShield
 {
@@ -22,6 +24,8 @@ public:
     QByteArray restore(const QByteArray &json) const;
 
 private:
+    QByteArray token() const;
+
     QByteArray m_prefix;
     QList<QByteArray> m_numbers;
 };

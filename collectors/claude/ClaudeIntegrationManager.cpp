@@ -33,9 +33,13 @@ Result<QJsonObject> loadSettings(JsonNumberShield &numbers)
     Result<QByteArray> bytes = FileSystem::readFile(path);
     if (!bytes)
         return bytes.error();
-    Result<QJsonDocument> document = parseJson(numbers.shield(*bytes), QStringLiteral("~/.claude/settings.json"));
-    if (!document) // report the position in the file as it is
-        return parseJson(*bytes, QStringLiteral("~/.claude/settings.json")).error();
+    const QString subject = QStringLiteral("~/.claude/settings.json");
+    // Checked as written, so that an error names the position in the file.
+    if (Result<void> grammar = requireJsonGrammar(*bytes, subject); !grammar)
+        return grammar.error();
+    Result<QJsonDocument> document = parseJson(numbers.shield(*bytes), subject);
+    if (!document)
+        return document.error();
     if (!document->isObject())
         return LimitraError::invalidResponse(QStringLiteral("~/.claude/settings.json is not a JSON object"));
     return document->object();

@@ -35,8 +35,10 @@ bool deepEqual(const QString &first, const QString &second)
     QProcess python;
     python.start(QStringLiteral("python3"), {QStringLiteral("-c"),
                                              QStringLiteral("import json,sys\n"
-                                                            "a=json.load(open(sys.argv[1],encoding='utf-8'))\n"
-                                                            "b=json.load(open(sys.argv[2],encoding='utf-8'))\n"
+                                                            "def load(p): return json.load(open(p,encoding='utf-8'),"
+                                                            "parse_int=str,parse_float=str)\n"
+                                                            "a=load(sys.argv[1])\n"
+                                                            "b=load(sys.argv[2])\n"
                                                             "sys.exit(0 if a==b else 1)"),
                                              first, second});
     return python.waitForFinished(30000) && python.exitStatus() == QProcess::NormalExit && python.exitCode() == 0;
@@ -71,6 +73,7 @@ private Q_SLOTS:
     void statusLineChangedByTheUserIsNotRemoved();
     void removeWithoutBackup();
     void settingsThatAreNotAnObject();
+    void settingsThatAreNotJson_data();
     void settingsThatAreNotJson();
     void everyOtherMemberSurvives();
     void symbolicLinkIsKept();
@@ -204,9 +207,22 @@ void ClaudeIntegrationManagerTest::settingsThatAreNotAnObject()
     QVERIFY(!QFile::exists(backupFile()));
 }
 
+void ClaudeIntegrationManagerTest::settingsThatAreNotJson_data()
+{
+    QTest::addColumn<QByteArray>("broken");
+    QTest::newRow("cut short") << QByteArray(R"({"statusLine": {"type": "command",)");
+    // Qt's reader accepts each of these and would write back something else.
+    QTest::newRow("number with a leading dot")
+        << QByteArray(R"({"statusLine": {"type": "command", "command": "~/bin/line.sh", "padding": .5e1}})");
+    QTest::newRow("number as a key") << QByteArray(R"({"env": {1.5: "x"}})");
+    QTest::newRow("unknown escape") << QByteArray(R"({"env": {"PATH": "C:\xtools"}})");
+    QTest::newRow("raw control character") << QByteArray("{\"env\": {\"A\": \"a\tb\"}}");
+    QTest::newRow("byte-order mark") << QByteArray("\xEF\xBB\xBF{}");
+}
+
 void ClaudeIntegrationManagerTest::settingsThatAreNotJson()
 {
-    const QByteArray broken = "{\"statusLine\": {\"type\": \"command\",";
+    QFETCH(QByteArray, broken);
     m_home->writeFile(QStringLiteral(".claude/settings.json"), broken);
     Result<void> installed = ClaudeIntegrationManager::install(kExecutable);
     QVERIFY(!installed.ok());
@@ -236,6 +252,9 @@ void ClaudeIntegrationManagerTest::everyOtherMemberSurvives()
   "ratio": 0.1,
   "tiny": 5e-324,
   "flags": [true, false, null, {}, [], [[1, 2], {"a": {"b": {"c": null}}}]],
+  "negativeZero": -0,
+  "\uFEFFstatusLine": "not ours: a different key",
+  "loneSurrogate": "\ud800",
   "includeCoAuthoredBy": false
 })json";
     const QString settings = m_home->writeFile(QStringLiteral(".claude/settings.json"), original);
