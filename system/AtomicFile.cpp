@@ -6,7 +6,9 @@
 #include <QFile>
 
 #include <cerrno>
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,7 +22,6 @@ namespace {
 constexpr int kMaxLinkHops = 40;
 // Keeps the temporary name within NAME_MAX for long file names.
 constexpr qsizetype kMaxNameInTemporary = 200;
-
 Error writeError(int errorNumber, const QString &path)
 {
     return Error::fromErrno(errorNumber, QStringLiteral("Could not write %1").arg(path));
@@ -39,6 +40,60 @@ QByteArray folderOf(const QByteArray &path)
 QByteArray nameOf(const QByteArray &path)
 {
     return path.mid(path.lastIndexOf('/') + 1);
+}
+
+// ".<target name>.limitra-tmp-XXXXXX": a name no other program uses, so that
+// leftovers of ours can be told from anybody else's files.
+constexpr char kTemporaryMark[] = ".limitra-tmp-";
+constexpr qsizetype kRandomPartLength = 6;
+constexpr int kCreateAttempts = 4;
+
+bool isOurTemporaryName(QByteArrayView name)
+{
+    const qsizetype mark = name.size() - kRandomPartLength - qsizetype(sizeof kTemporaryMark - 1);
+    return name.startsWith('.') && mark > 0 && name.sliced(mark).startsWith(kTemporaryMark);
+}
+
+// A writer holds an exclusive lock on its temporary file from creating it
+// until after the rename, and the kernel drops the lock when the writer dies,
+// however it dies: a temporary of ours that can be locked has no writer.
+void removeStaleTemporaries(const QByteArray &folder)
+{
+    DIR *directory = ::opendir(folder.constData());
+    if (!directory)
+        return;
+    const int folderFd = ::dirfd(directory);
+    while (const dirent *entry = ::readdir(directory)) {
+        if (!isOurTemporaryName(entry->d_name))
+            continue;
+        const int fd = ::openat(folderFd, entry->d_name, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+        if (fd < 0)
+            continue;
+        struct stat info = {};
+        if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0)
+            ::unlinkat(folderFd, entry->d_name, 0);
+        ::close(fd);
+    }
+    ::closedir(directory);
+}
+
+// Creates and locks a temporary file next to `target`; -1 with errno set on failure.
+int createTemporary(const QByteArray &folder, const QByteArray &target, QByteArray &temporary)
+{
+    for (int attempt = 0; attempt < kCreateAttempts; ++attempt) {
+        temporary = folder + "/." + nameOf(target).left(kMaxNameInTemporary) + kTemporaryMark
+                    + QByteArray(kRandomPartLength, 'X');
+        const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+        if (fd < 0)
+            return -1;
+        struct stat info = {};
+        // A cleaner may have taken the file between its creation and the lock.
+        if (::flock(fd, LOCK_EX) == 0 && ::fstat(fd, &info) == 0 && info.st_nlink > 0)
+            return fd;
+        ::close(fd);
+    }
+    errno = EAGAIN;
+    return -1;
 }
 
 // 0 when the existing target (if any) and its folder allow the replacement,
@@ -103,6 +158,8 @@ void removeLeftovers(const QString &path)
     Result<QByteArray> target = resolveSymbolicLinks(QFile::encodeName(path));
     if (!target)
         return;
+    removeStaleTemporaries(folderOf(*target));
+    // Temporaries named before they carried the mark.
     const QString folder = QFile::decodeName(folderOf(*target));
     const QString prefix =
         QLatin1Char('.') + QFile::decodeName(nameOf(*target).left(kMaxNameInTemporary)) + QStringLiteral(".tmp-");
@@ -128,8 +185,9 @@ Result<void> write(const QString &path, const std::function<bool(int fd)> &produ
         mode = existing.st_mode & 07777;
 
     const QByteArray folder = folderOf(target);
-    QByteArray temporary = folder + "/." + nameOf(target).left(kMaxNameInTemporary) + ".tmp-XXXXXX";
-    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+    removeStaleTemporaries(folder);
+    QByteArray temporary;
+    const int fd = createTemporary(folder, target, temporary);
     if (fd < 0)
         return writeError(errno, path);
 
@@ -137,14 +195,15 @@ Result<void> write(const QString &path, const std::function<bool(int fd)> &produ
     errno = 0;
     if (::fchmod(fd, mode) != 0 || !produce(fd) || (options.durable && ::fsync(fd) != 0))
         failure = errno != 0 ? errno : EIO;
-    if (::close(fd) != 0 && failure == 0)
-        failure = errno;
+    // Renamed while still open, so that the lock marks a live writer until the end.
     if (failure == 0 && ::rename(temporary.constData(), target.constData()) != 0)
         failure = errno;
-    if (failure != 0) {
+    if (failure != 0)
         ::unlink(temporary.constData());
+    if (::close(fd) != 0 && failure == 0)
+        failure = errno;
+    if (failure != 0)
         return writeError(failure, path);
-    }
 
     if (options.durable) {
         // Makes the rename itself survive a crash.

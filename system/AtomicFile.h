@@ -12,7 +12,8 @@
 
 // Replacing a file so that readers only ever see the old or the new content:
 // the bytes go to a temporary file in the target's folder, which is then
-// renamed over the target. A symbolic link at the path is followed, so the
+// renamed over the target. Temporaries that a killed writer left in the
+// folder are removed at the next write there. A symbolic link at the path is followed, so the
 // link survives and its target is replaced. A target the user may not write
 // is refused (the rename alone would get around its permissions).
 namespace AtomicFile {
@@ -33,8 +34,8 @@ Result<void> write(const QString &path, QByteArrayView data, const Options &opti
 // temporary file's descriptor and returns false (with errno set) on failure.
 Result<void> write(const QString &path, const std::function<bool(int fd)> &produce, const Options &options = {});
 
-// Removes temporary files that an interrupted `write` of `path` left behind
-// (a process killed while writing). Only for a file that one process writes.
+// Removes temporary files that an interrupted `write` left in the folder of
+// `path` (a process killed while writing), without waiting for the next write.
 void removeLeftovers(const QString &path);
 
 // Whether `write` could replace the file at `path` now: its folder exists and

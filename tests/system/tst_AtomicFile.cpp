@@ -4,6 +4,7 @@
 
 #include <QtTest>
 
+#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace {
@@ -34,6 +35,7 @@ private Q_SLOTS:
     void linkLoopIsAnError();
     void refusesFoldersAndMissingParents();
     void longFileName();
+    void temporariesOfDeadWritersAreRemoved();
 };
 
 void AtomicFileTest::writesNewAndReplacesOld()
@@ -120,6 +122,37 @@ void AtomicFileTest::longFileName()
     QVERIFY(AtomicFile::write(path, "long").ok());
     QCOMPARE(readAll(path), QByteArray("long"));
     QCOMPARE(entries(home.path()).size(), 1);
+}
+
+void AtomicFileTest::temporariesOfDeadWritersAreRemoved()
+{
+    TestHome home;
+    const QString folder = home.path();
+    const QString dead = home.writeFile(QStringLiteral(".a.json.limitra-tmp-Ab3xZ9"), "half");
+    const QString live = home.writeFile(QStringLiteral(".b.json.limitra-tmp-Qw7yU2"), "being written");
+    const QStringList notOurs{home.writeFile(QStringLiteral(".c.json.tmp-Ab3xZ9"), "x"),
+                              home.writeFile(QStringLiteral("a.json.limitra-tmp-Ab3xZ9"), "x"),
+                              home.writeFile(QStringLiteral(".a.json.limitra-tmp-Ab3xZ9x"), "x")};
+    // A writer in another process holds its temporary's lock while it lives.
+    QProcess writer;
+    writer.start(QStringLiteral("flock"), {QStringLiteral("-o"), live, QStringLiteral("sleep"), QStringLiteral("60")});
+    QVERIFY(writer.waitForStarted());
+    const auto locked = [&] {
+        QFile file(live);
+        return file.open(QIODevice::ReadOnly) && ::flock(file.handle(), LOCK_EX | LOCK_NB) != 0;
+    };
+    QTRY_VERIFY(locked());
+
+    QVERIFY(AtomicFile::write(folder + QStringLiteral("/d.json"), "new").ok());
+    QVERIFY(!QFile::exists(dead));
+    QVERIFY(QFile::exists(live));
+    for (const QString &path : notOurs)
+        QVERIFY2(QFile::exists(path), qPrintable(path));
+
+    writer.kill();
+    writer.waitForFinished();
+    QVERIFY(AtomicFile::write(folder + QStringLiteral("/d.json"), "newer").ok());
+    QVERIFY(!QFile::exists(live));
 }
 
 QTEST_GUILESS_MAIN(AtomicFileTest)
