@@ -195,6 +195,8 @@ Result<void> write(const QString &path, const std::function<bool(int fd)> &produ
     errno = 0;
     if (::fchmod(fd, mode) != 0 || !produce(fd) || (options.durable && ::fsync(fd) != 0))
         failure = errno != 0 ? errno : EIO;
+    if (failure == 0 && options.stillAsRead && !options.stillAsRead())
+        failure = ECANCELED;
     // Renamed while still open, so that the lock marks a live writer until the end.
     if (failure == 0 && ::rename(temporary.constData(), target.constData()) != 0)
         failure = errno;

@@ -26,6 +26,10 @@ struct Options {
     // Flush the data and the folder to disk before returning. Files that are
     // rewritten every few seconds and worthless after a crash skip it.
     bool durable = true;
+    // For files that other programs write too: asked once the new content is
+    // complete, just before the rename. False leaves the target as it is and
+    // fails the write (ECANCELED), so that the caller can read it again.
+    std::function<bool()> stillAsRead;
 };
 
 Result<void> write(const QString &path, QByteArrayView data, const Options &options = {});

@@ -17,19 +17,29 @@ namespace {
 const QString kBridgeMark = QStringLiteral("--claude-statusline");
 const QString kStatusLine = QStringLiteral("statusLine");
 const QString kHadStatusLine = QStringLiteral("hadStatusLine");
+// Claude Code and editors write the settings too; a few rounds of reading
+// again are enough unless something rewrites the file in a loop.
+constexpr int kWriteAttempts = 5;
 
 QString settingsFolder()
 {
     return AppPaths::homeDirectory() + QStringLiteral("/.claude");
 }
 
+// The settings file as read, so that a write can tell whether another program
+// (Claude Code, an editor) changed it meanwhile.
+struct SettingsFile {
+    QJsonObject settings;
+    std::optional<QByteArray> bytes; // none: there was no file
+};
+
 // The settings with the numbers that Qt would not keep exactly set aside in
 // `numbers`, which then puts them back when the settings are written.
-Result<QJsonObject> loadSettings(JsonNumberShield &numbers)
+Result<SettingsFile> loadSettings(JsonNumberShield &numbers)
 {
     const QString path = settingsPath();
     if (!FileSystem::exists(path))
-        return QJsonObject();
+        return SettingsFile{};
     Result<QByteArray> bytes = FileSystem::readFile(path);
     if (!bytes)
         return bytes.error();
@@ -42,16 +52,42 @@ Result<QJsonObject> loadSettings(JsonNumberShield &numbers)
         return document.error();
     if (!document->isObject())
         return LimitraError::invalidResponse(QStringLiteral("~/.claude/settings.json is not a JSON object"));
-    return document->object();
+    return SettingsFile{document->object(), *bytes};
 }
 
-// Claude Code owns the file: its permissions stay as the user set them.
-Result<void> writeSettings(const QJsonObject &settings, const JsonNumberShield &numbers)
+// Claude Code owns the file: its permissions stay as the user set them. Sets
+// `changedMeanwhile` (and writes nothing) when the file no longer holds what
+// `read` held.
+Result<void> writeSettings(const QJsonObject &settings, const JsonNumberShield &numbers, const SettingsFile &read,
+                           bool &changedMeanwhile)
 {
     if (Result<void> folder = FileSystem::makeDirectories(settingsFolder()); !folder)
         return folder;
+    changedMeanwhile = false;
+    const auto stillAsRead = [&] {
+        const QString path = settingsPath();
+        const bool exists = FileSystem::exists(path);
+        Result<QByteArray> now = exists ? FileSystem::readFile(path) : Result<QByteArray>(QByteArray());
+        changedMeanwhile = exists != read.bytes.has_value() || !now || (exists && *now != *read.bytes);
+        return !changedMeanwhile;
+    };
     return AtomicFile::write(settingsPath(), numbers.restore(QJsonDocument(settings).toJson(QJsonDocument::Indented)),
-                             {.mode = 0600, .keepExistingMode = true, .durable = true});
+                             {.mode = 0600, .keepExistingMode = true, .durable = true, .stillAsRead = stillAsRead});
+}
+
+// Runs one read-modify-write of the settings (`attempt` returns whether the
+// file changed underneath it) until it goes through.
+Result<void> untilUnchanged(const std::function<Result<bool>()> &attempt)
+{
+    for (int tries = 0; tries < kWriteAttempts; ++tries) {
+        Result<bool> changed = attempt();
+        if (!changed)
+            return changed.error();
+        if (!*changed)
+            return {};
+    }
+    return Error::platform(
+        QStringLiteral("~/.claude/settings.json kept changing while Limitra wrote it. Try again in a moment."));
 }
 
 bool holdsBridge(const QJsonObject &settings)
@@ -97,71 +133,86 @@ QString bridgeCommand(const QString &executablePath)
 bool isInstalled()
 {
     JsonNumberShield numbers;
-    Result<QJsonObject> settings = loadSettings(numbers);
-    return settings && holdsBridge(*settings);
+    Result<SettingsFile> file = loadSettings(numbers);
+    return file && holdsBridge(file->settings);
 }
 
 Result<void> install(const std::optional<QString> &executablePath)
 {
     if (!executablePath || executablePath->isEmpty())
         return LimitraError::processFailed(QStringLiteral("Could not determine the Limitra executable path."));
-    JsonNumberShield numbers;
-    Result<QJsonObject> loaded = loadSettings(numbers);
-    if (!loaded)
-        return loaded.error();
-    QJsonObject settings = *loaded;
-    if (holdsBridge(settings))
-        return {};
+    return untilUnchanged([&]() -> Result<bool> {
+        JsonNumberShield numbers;
+        Result<SettingsFile> loaded = loadSettings(numbers);
+        if (!loaded)
+            return loaded.error();
+        QJsonObject settings = loaded->settings;
+        if (holdsBridge(settings))
+            return false;
 
-    // Check the settings can be replaced before the backup changes, so a
-    // refusal leaves every file as it was.
-    if (Result<void> folder = FileSystem::makeDirectories(settingsFolder()); !folder)
-        return folder;
-    if (Result<void> writable = AtomicFile::checkWritable(settingsPath()); !writable)
-        return writable;
-    if (Result<void> directory = AppPaths::ensureApplicationSupportDirectory(); !directory)
-        return directory;
+        // Check the settings can be replaced before the backup changes, so a
+        // refusal leaves every file as it was.
+        if (Result<void> folder = FileSystem::makeDirectories(settingsFolder()); !folder)
+            return folder.error();
+        if (Result<void> writable = AtomicFile::checkWritable(settingsPath()); !writable)
+            return writable.error();
+        if (Result<void> directory = AppPaths::ensureApplicationSupportDirectory(); !directory)
+            return directory.error();
 
-    const QJsonObject backup{
-        {kHadStatusLine, settings.contains(kStatusLine)},
-        {kStatusLine, settings.contains(kStatusLine) ? settings.value(kStatusLine) : QJsonValue(QJsonValue::Null)},
-    };
-    const Result<QByteArray> previousBackup = FileSystem::readFile(backupPath());
-    if (Result<void> saved =
-            AtomicFile::write(backupPath(), numbers.restore(QJsonDocument(backup).toJson(QJsonDocument::Indented)));
-        !saved)
-        return saved;
+        const QJsonObject backup{
+            {kHadStatusLine, settings.contains(kStatusLine)},
+            {kStatusLine, settings.contains(kStatusLine) ? settings.value(kStatusLine) : QJsonValue(QJsonValue::Null)},
+        };
+        const Result<QByteArray> previousBackup = FileSystem::readFile(backupPath());
+        if (Result<void> saved =
+                AtomicFile::write(backupPath(), numbers.restore(QJsonDocument(backup).toJson(QJsonDocument::Indented)));
+            !saved)
+            return saved.error();
 
-    settings.insert(kStatusLine, QJsonObject{
-                                     {QStringLiteral("type"), QStringLiteral("command")},
-                                     {QStringLiteral("command"), bridgeCommand(*executablePath)},
-                                     {QStringLiteral("refreshInterval"), 60},
-                                 });
-    Result<void> written = writeSettings(settings, numbers);
-    if (!written) {
-        // Put the backup back as it was, so that nothing changed at all.
-        if (previousBackup)
-            (void)AtomicFile::write(backupPath(), *previousBackup);
-        else
-            ::unlink(QFile::encodeName(backupPath()).constData());
-    }
-    return written;
+        settings.insert(kStatusLine, QJsonObject{
+                                         {QStringLiteral("type"), QStringLiteral("command")},
+                                         {QStringLiteral("command"), bridgeCommand(*executablePath)},
+                                         {QStringLiteral("refreshInterval"), 60},
+                                     });
+        bool changedMeanwhile = false;
+        Result<void> written = writeSettings(settings, numbers, *loaded, changedMeanwhile);
+        if (!written) {
+            // Put the backup back as it was, so that nothing changed at all.
+            if (previousBackup)
+                (void)AtomicFile::write(backupPath(), *previousBackup);
+            else
+                ::unlink(QFile::encodeName(backupPath()).constData());
+        }
+        if (changedMeanwhile)
+            return true;
+        if (!written)
+            return written.error();
+        return false;
+    });
 }
 
 Result<void> uninstall()
 {
-    JsonNumberShield numbers;
-    Result<QJsonObject> loaded = loadSettings(numbers);
-    if (!loaded)
-        return loaded.error();
-    QJsonObject settings = *loaded;
-    if (!holdsBridge(settings))
-        return {};
-    if (const std::optional<QJsonValue> saved = savedStatusLine(numbers))
-        settings.insert(kStatusLine, *saved);
-    else
-        settings.remove(kStatusLine);
-    return writeSettings(settings, numbers);
+    return untilUnchanged([]() -> Result<bool> {
+        JsonNumberShield numbers;
+        Result<SettingsFile> loaded = loadSettings(numbers);
+        if (!loaded)
+            return loaded.error();
+        QJsonObject settings = loaded->settings;
+        if (!holdsBridge(settings))
+            return false;
+        if (const std::optional<QJsonValue> saved = savedStatusLine(numbers))
+            settings.insert(kStatusLine, *saved);
+        else
+            settings.remove(kStatusLine);
+        bool changedMeanwhile = false;
+        Result<void> written = writeSettings(settings, numbers, *loaded, changedMeanwhile);
+        if (changedMeanwhile)
+            return true;
+        if (!written)
+            return written.error();
+        return false;
+    });
 }
 
 } // namespace ClaudeIntegrationManager

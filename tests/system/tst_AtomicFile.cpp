@@ -36,6 +36,7 @@ private Q_SLOTS:
     void refusesFoldersAndMissingParents();
     void longFileName();
     void temporariesOfDeadWritersAreRemoved();
+    void targetChangedMeanwhileIsLeftAlone();
 };
 
 void AtomicFileTest::writesNewAndReplacesOld()
@@ -153,6 +154,24 @@ void AtomicFileTest::temporariesOfDeadWritersAreRemoved()
     writer.waitForFinished();
     QVERIFY(AtomicFile::write(folder + QStringLiteral("/d.json"), "newer").ok());
     QVERIFY(!QFile::exists(live));
+}
+
+void AtomicFileTest::targetChangedMeanwhileIsLeftAlone()
+{
+    // Another program replaces the file between our read and our rename.
+    TestHome home;
+    const QString path = home.writeFile(QStringLiteral("settings.json"), "as read");
+    const auto otherWriterWins = [&] {
+        QFile::remove(path);
+        home.writeFile(QStringLiteral("settings.json"), "theirs");
+        return readAll(path) == "as read";
+    };
+    const Result<void> written = AtomicFile::write(path, "ours", {.stillAsRead = otherWriterWins});
+    QVERIFY(!written.ok());
+    QCOMPARE(readAll(path), QByteArray("theirs"));
+    QCOMPARE(entries(home.path()), QStringList{QStringLiteral("settings.json")});
+    QVERIFY(AtomicFile::write(path, "ours", {.stillAsRead = [&] { return readAll(path) == "theirs"; }}).ok());
+    QCOMPARE(readAll(path), QByteArray("ours"));
 }
 
 QTEST_GUILESS_MAIN(AtomicFileTest)
