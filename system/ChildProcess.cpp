@@ -1,5 +1,7 @@
 #include "system/ChildProcess.h"
 
+#include "system/GuardedSpawn.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -159,6 +161,22 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildOptions &op
             envp.append(entry);
     }
 
+    if (options.endsWithParent && !options.terminal) {
+        const auto childEnd = [](ChildStream mode, int pipeEnd, int own) {
+            return mode == ChildStream::pipe ? pipeEnd : mode == ChildStream::inherit ? own : -1;
+        };
+        const QByteArray folder =
+            options.workingDirectory ? QFile::encodeName(*options.workingDirectory) : QByteArray();
+        const pid_t guard = spawnGuarded(
+            programPath.constData(), argv.data(), options.environment ? envp.data() : environ,
+            childEnd(options.input, input.read, STDIN_FILENO), childEnd(options.output, output.write, STDOUT_FILENO),
+            childEnd(options.errors, errors.write, STDERR_FILENO),
+            options.workingDirectory ? folder.constData() : nullptr);
+        if (guard < 0)
+            return Error::fromErrno(-guard, QString());
+        return adopt(guard, true, input.write, output.read, errors.read);
+    }
+
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&actions);
@@ -214,12 +232,17 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildOptions &op
     if (failure != 0)
         return Error::fromErrno(failure, QString());
 
+    return adopt(pid, options.ownProcessGroup || options.terminal.has_value(), input.write, output.read, errors.read);
+}
+
+std::unique_ptr<ChildProcess> ChildProcess::adopt(pid_t pid, bool ownGroup, int &input, int &output, int &errors)
+{
     std::unique_ptr<ChildProcess> child(new ChildProcess);
     child->m_pid = pid;
-    child->m_ownGroup = options.ownProcessGroup || options.terminal.has_value();
-    std::swap(child->m_input, input.write);
-    std::swap(child->m_output, output.read);
-    std::swap(child->m_errors, errors.read);
+    child->m_ownGroup = ownGroup;
+    std::swap(child->m_input, input);
+    std::swap(child->m_output, output);
+    std::swap(child->m_errors, errors);
     child->m_exitFd = openExitFd(pid);
     return child;
 }

@@ -32,6 +32,11 @@ struct ChildOptions {
     // Start the child as the leader of a new process group, so that stopping it
     // reaches everything it started.
     bool ownProcessGroup = true;
+    // The child's process group is killed when this process dies, even by
+    // SIGKILL: the child then runs under a guard process that leads the group
+    // (see GuardedSpawn.h) and whose pid is the one this class knows. Implies
+    // `ownProcessGroup`; not with `terminal`.
+    bool endsWithParent = false;
     // A terminal device (a pseudo-terminal's slave) to run the child on: it
     // starts a new session with the terminal as its controlling terminal and
     // as all three standard streams (`input`, `output` and `errors` are then
@@ -91,6 +96,8 @@ public:
 
 private:
     ChildProcess() = default;
+    // Takes the parent's ends of the child's pipes (left at -1).
+    static std::unique_ptr<ChildProcess> adopt(pid_t pid, bool ownGroup, int &input, int &output, int &errors);
     void recordStatus(int waitStatus);
 
     pid_t m_pid = -1;

@@ -79,6 +79,8 @@ Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input)
     options.program = QStringLiteral("/bin/sh");
     options.arguments = {QStringLiteral("-c"), command.toString()};
     options.errors = ChildStream::null;
+    // Claude Code may kill the helper outright; the command goes with it.
+    options.endsWithParent = true;
     Result<std::unique_ptr<ChildProcess>> child = ChildProcess::start(options);
     if (!child) {
         return Error::platform(
