@@ -29,8 +29,6 @@ constexpr std::chrono::milliseconds kTerminateGrace{1000};
 const QString kTrustQuestion = QStringLiteral("Permission Required: Accessing workspace:");
 const QString kTrustPrompt = QStringLiteral("Enter y/n:");
 const QByteArray kTrustAnswer = QByteArrayLiteral("y\r");
-const QString kScreenComplete = QStringLiteral("Esc to cancel");
-const QString kSignedOut = QStringLiteral("Not logged in");
 // What a user leaving the screen types: ESC, then Ctrl-C twice.
 const QByteArray kInterrupt = QByteArrayLiteral("\x1b\x03\x03");
 
@@ -68,6 +66,12 @@ void stop(ChildProcess &child, PseudoTerminal &terminal)
     }
     // Whatever else it started in its session goes with it.
     child.stopGroup(std::chrono::milliseconds(0));
+}
+
+LimitraError signedOut()
+{
+    return LimitraError::processFailed(
+        QStringLiteral("Claude Code is not signed in. Run `claude auth login` and try again."));
 }
 
 void keepNewest(QByteArray &buffer)
@@ -123,12 +127,16 @@ Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeo
             terminal.write(kTrustAnswer);
             trustAnswered = true;
         }
-        if (text.contains(kScreenComplete)) {
+        if (ClaudeUsageTextDecoder::showsWholeScreen(text)) {
             Result<ProviderSnapshot> snapshot = ClaudeUsageTextDecoder::decode(text, QDateTime::currentDateTimeUtc());
             if (snapshot) {
                 stop(child, terminal);
                 return snapshot;
             }
+        }
+        if (ClaudeUsageTextDecoder::showsSignedOut(text)) {
+            stop(child, terminal);
+            return signedOut();
         }
         sleepFor(kPollInterval);
     }
@@ -139,10 +147,8 @@ Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeo
     stop(child, terminal);
     if (snapshot)
         return snapshot;
-    if (text.contains(kSignedOut)) {
-        return LimitraError::processFailed(
-            QStringLiteral("Claude Code is not signed in. Run `claude auth login` and try again."));
-    }
+    if (ClaudeUsageTextDecoder::showsSignedOut(text))
+        return signedOut();
     return LimitraError::invalidResponse(QStringLiteral("Claude /usage did not contain recognizable plan limits"));
 }
 

@@ -3,6 +3,8 @@
 #include <QRegularExpression>
 #include <QTimeZone>
 
+#include <algorithm>
+
 namespace ClaudeUsageTextDecoder {
 
 namespace {
@@ -13,7 +15,10 @@ struct Header {
     QString id;
     QString label;
     std::optional<QString> scope;
+    std::optional<qint64> windowMinutes;
 };
+
+const QString kCreditsId = QStringLiteral("claude.credits");
 
 // Swift's notion of a newline: LF, VT, FF, CR, NEL and the Unicode line and
 // paragraph separators.
@@ -27,8 +32,11 @@ QStringList cleanLines(QString text)
 {
     static const QRegularExpression operatingSystemCommand(QStringLiteral("\x1B\\][^\x07]*\x07"));
     static const QRegularExpression controlSequence(QStringLiteral("\x1B\\[[0-?]*[ -/]*[@-~]"));
+    // Cursor saves and restores ("ESC 7") and character set choices ("ESC ( B").
+    static const QRegularExpression shortSequence(QStringLiteral("\x1B(?:[()*+][0-~]|[0-~])"));
     text.remove(operatingSystemCommand);
     text.remove(controlSequence);
+    text.remove(shortSequence);
     text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
 
     QStringList lines;
@@ -47,17 +55,19 @@ QStringList cleanLines(QString text)
 std::optional<Header> headerAt(const QString &line)
 {
     if (line.compare(QLatin1String("Current session"), Qt::CaseInsensitive) == 0)
-        return Header{QStringLiteral("claude.five_hour"), QStringLiteral("5-hour"), std::nullopt};
+        return Header{QStringLiteral("claude.five_hour"), QStringLiteral("5-hour"), std::nullopt, 300};
+    if (line.compare(QLatin1String("Usage credits"), Qt::CaseInsensitive) == 0)
+        return Header{kCreditsId, QStringLiteral("Credits"), std::nullopt, std::nullopt};
     const QString lower = line.toLower();
     const QString opening = QStringLiteral("current week (");
     if (!lower.startsWith(opening) || !lower.endsWith(QLatin1Char(')')))
         return std::nullopt;
     const QString inner = line.mid(opening.size(), line.size() - opening.size() - 1);
     if (inner.toLower() == QLatin1String("all models"))
-        return Header{QStringLiteral("claude.seven_day"), QStringLiteral("Weekly"), std::nullopt};
+        return Header{QStringLiteral("claude.seven_day"), QStringLiteral("Weekly"), std::nullopt, 10080};
     const QStringList words = inner.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     const QString name = words.isEmpty() ? inner : words.first();
-    return Header{QStringLiteral("claude.") + name.toLower() + QStringLiteral("_weekly"), name, name};
+    return Header{QStringLiteral("claude.") + name.toLower() + QStringLiteral("_weekly"), name, name, 10080};
 }
 
 QString trimSpacesAndTabs(const QString &text)
@@ -135,6 +145,28 @@ QTimeZone zoneOf(const QString &text)
     return QTimeZone::systemTimeZone();
 }
 
+// The reset part of a line: the whole line ("Resets 3:05am (UTC)") or what
+// follows " · " ("$12.34 / $50.00 spent · Resets Dec 1 (UTC)").
+std::optional<QString> resetText(const QString &line)
+{
+    if (line.startsWith(QLatin1String("resets "), Qt::CaseInsensitive))
+        return line;
+    const qsizetype at = line.indexOf(QStringLiteral(" · Resets "));
+    if (at < 0)
+        return std::nullopt;
+    return line.mid(at + 3);
+}
+
+// "$12.34 / $50.00 spent" as "$12.34 of $50.00".
+std::optional<QString> creditsSpent(const QString &line)
+{
+    static const QRegularExpression spent(QStringLiteral("^(\\S+) / (\\S+) spent\\b"));
+    const QRegularExpressionMatch match = spent.match(line);
+    if (!match.hasMatch())
+        return std::nullopt;
+    return match.captured(1) + QStringLiteral(" of ") + match.captured(2);
+}
+
 } // namespace
 
 std::optional<QDateTime> parseReset(const QString &text, const QDateTime &now)
@@ -174,16 +206,25 @@ std::optional<QDateTime> parseReset(const QString &text, const QDateTime &now)
         return moment.toUTC();
     }
 
-    // A date and a time, this year, or next year when that lies more than a day back.
+    // A date, with or without its year and a time of day ("Dec 1", "Nov 20 at 3pm",
+    // "Jan 6, 2027, 1:48am"). Without a year: this year, or next year when that
+    // lies more than a day back. Without a time: the start of that day.
     static const QRegularExpression dateTime(
-        QStringLiteral("^([a-z]+)\\.?\\s+(\\d{1,2})(?:,|\\s+at|,\\s+at)\\s*(\\d{1,2})(?::(\\d{2}))?\\s*([ap]m)$"),
+        QStringLiteral("^([a-z]+)\\.?\\s+(\\d{1,2})(?:,\\s*(\\d{4}))?"
+                       "(?:(?:,|\\s+at|,\\s+at)\\s*(\\d{1,2})(?::(\\d{2}))?\\s*([ap]m))?$"),
         QRegularExpression::CaseInsensitiveOption);
     if (const QRegularExpressionMatch match = dateTime.match(cleaned); match.hasMatch()) {
         const int month = monthNumber(match.captured(1));
         const int day = match.captured(2).toInt();
-        const std::optional<ClockTime> time = clockTime(match.captured(3), match.captured(4), match.captured(5));
+        std::optional<ClockTime> time = ClockTime{0, 0};
+        if (match.hasCaptured(4))
+            time = clockTime(match.captured(4), match.captured(5), match.captured(6));
         if (month == 0 || !time)
             return std::nullopt;
+        if (match.hasCaptured(3)) {
+            const QDate date(match.captured(3).toInt(), month, day);
+            return date.isValid() ? std::optional<QDateTime>(at(date, *time, zone).toUTC()) : std::nullopt;
+        }
         for (int year : {today.year(), today.year() + 1}) {
             const QDate date(year, month, day);
             if (!date.isValid())
@@ -197,29 +238,22 @@ std::optional<QDateTime> parseReset(const QString &text, const QDateTime &now)
     return std::nullopt;
 }
 
-std::optional<double> firstNumber(QChar marker, const QString &line)
+std::optional<double> usedPercent(const QString &line)
 {
-    const qsizetype markerAt = line.indexOf(marker);
-    if (markerAt < 0)
+    const qsizetype usedAt = line.indexOf(QLatin1String("used"), 0, Qt::CaseInsensitive);
+    if (usedAt < 0)
         return std::nullopt;
-    const QString before = line.left(markerAt);
-    qsizetype end = before.size();
-    // The run of digits and dots nearest to the marker.
-    qsizetype runEnd = -1;
-    for (qsizetype i = end - 1; i >= 0; --i) {
-        const QChar c = before[i];
-        if (c.isNumber() || c == QLatin1Char('.')) {
-            runEnd = i + 1;
-            break;
-        }
-    }
-    if (runEnd < 0)
+    QStringView before = QStringView(line).left(usedAt).trimmed();
+    if (!before.endsWith(QLatin1Char('%')))
         return std::nullopt;
-    qsizetype runStart = runEnd;
-    while (runStart > 0 && (before[runStart - 1].isNumber() || before[runStart - 1] == QLatin1Char('.')))
-        --runStart;
+    before.chop(1);
+    qsizetype start = before.size();
+    while (start > 0 && (before[start - 1].isDigit() || before[start - 1] == QLatin1Char('.')))
+        --start;
+    if (start == before.size())
+        return std::nullopt;
     bool ok = false;
-    const double value = before.mid(runStart, runEnd - runStart).toDouble(&ok);
+    const double value = before.mid(start).toDouble(&ok);
     if (!ok)
         return std::nullopt;
     return value;
@@ -230,14 +264,12 @@ std::optional<QString> planName(const QStringList &lines)
     for (const QString &line : lines) {
         if (!line.contains(kAccountMark))
             continue;
-        static const QRegularExpression plan(QStringLiteral(" · Claude ([^·]+) · "));
+        // "Claude Max" may end the line or be followed by the organisation.
+        static const QRegularExpression plan(QStringLiteral(" · Claude ([^·]+?)\\s*(?: · |$)"));
         const QRegularExpressionMatch match = plan.match(line);
         if (!match.hasMatch())
             return std::nullopt;
-        QString name = match.captured(0);
-        name.remove(kAccountMark);
-        name.remove(QStringLiteral(" · "));
-        return trimSpacesAndTabs(name);
+        return trimSpacesAndTabs(match.captured(1));
     }
     return std::nullopt;
 }
@@ -246,6 +278,7 @@ Result<ProviderSnapshot> decode(const QString &text, const QDateTime &collectedA
 {
     const QStringList lines = cleanLines(text);
     QList<UsageWindow> windows;
+    std::optional<QString> creditBalance;
     for (qsizetype i = 0; i < lines.size(); ++i) {
         const std::optional<Header> header = headerAt(lines[i]);
         if (!header)
@@ -254,7 +287,7 @@ Result<ProviderSnapshot> decode(const QString &text, const QDateTime &collectedA
         std::optional<double> used;
         for (const QString &line : following) {
             if (line.contains(QLatin1String("used"), Qt::CaseInsensitive)) {
-                used = firstNumber(QLatin1Char('%'), line);
+                used = usedPercent(line);
                 break;
             }
         }
@@ -262,18 +295,25 @@ Result<ProviderSnapshot> decode(const QString &text, const QDateTime &collectedA
             continue;
         std::optional<QDateTime> resetsAt;
         for (const QString &line : following) {
-            if (line.toLower().startsWith(QLatin1String("resets "))) {
-                resetsAt = parseReset(line, collectedAt);
+            if (const std::optional<QString> reset = resetText(line)) {
+                resetsAt = parseReset(*reset, collectedAt);
                 break;
             }
         }
-        const bool weekly = header->id != QLatin1String("claude.five_hour");
+        if (header->id == kCreditsId) {
+            for (const QString &line : following) {
+                if (const std::optional<QString> spent = creditsSpent(line)) {
+                    creditBalance = spent;
+                    break;
+                }
+            }
+        }
         windows.append(UsageWindow{
             .id = header->id,
             .label = header->label,
             .usedPercent = *used,
             .resetsAt = resetsAt,
-            .windowMinutes = weekly ? 10080 : 300,
+            .windowMinutes = header->windowMinutes,
             .scope = header->scope,
         });
     }
@@ -300,6 +340,7 @@ Result<ProviderSnapshot> decode(const QString &text, const QDateTime &collectedA
     snapshot.state = CollectorState::fallback;
     snapshot.windows = windows;
     snapshot.planName = planName(lines);
+    snapshot.creditBalance = creditBalance;
     for (const QString &line : lines) {
         if (const qsizetype mark = line.indexOf(kAccountMark); mark >= 0) {
             snapshot.modelName = trimSpacesAndTabs(line.left(mark));
@@ -309,6 +350,34 @@ Result<ProviderSnapshot> decode(const QString &text, const QDateTime &collectedA
     snapshot.message =
         QStringLiteral("Refreshed through Claude /usage because no active terminal status line was available.");
     return snapshot;
+}
+
+bool showsWholeScreen(const QString &text)
+{
+    // The footer stands under the sections once they are drawn: "Esc to close"
+    // today, "Esc to cancel" in older versions. Both also stand under other
+    // screens (the loading one, the folder-trust question), so a footer only
+    // counts when drawn after the session section.
+    const qsizetype section = text.lastIndexOf(QLatin1String("Current session"), -1, Qt::CaseInsensitive);
+    if (section < 0)
+        return false;
+    const qsizetype footer =
+        std::max(text.lastIndexOf(QLatin1String("Esc to close")), text.lastIndexOf(QLatin1String("Esc to cancel")));
+    return footer > section;
+}
+
+bool showsSignedOut(const QString &text)
+{
+    // The status line of a session without an account, and the first-run
+    // welcome that a home without Claude Code's settings gets.
+    static const QRegularExpression firstRun(QStringLiteral("Welcome to Claude Code v\\d"));
+    // The probe asks after every read: skip the cleaning when neither can be there.
+    if (!text.contains(QLatin1String("Not logged in")) && !text.contains(QLatin1String("Welcome to Claude Code")))
+        return false;
+    const QStringList lines = cleanLines(text);
+    return std::any_of(lines.cbegin(), lines.cend(), [](const QString &line) {
+        return line.contains(QLatin1String("Not logged in")) || firstRun.match(line).hasMatch();
+    });
 }
 
 } // namespace ClaudeUsageTextDecoder

@@ -119,6 +119,11 @@ def main():
     elif scenario == "signed-out":
         draw("Welcome to Claude Code\r\n" + ESC + "[31mNot logged in" + ESC + "[0m · Please run /login\r\n")
         sys.exit(1)
+    elif scenario == "first-run":
+        # What a home without Claude Code's settings gets, offline; it stays.
+        draw(ESC + "7" + ESC + "8Welcome to Claude Code " + ESC + "[2mv2.1.329" + ESC + "[22m\r\n"
+             + "Unable to connect to Anthropic services\r\n")
+        wait_for_keys()
     elif scenario == "silent-exit":
         sys.exit(0)
     elif scenario == "stubborn":

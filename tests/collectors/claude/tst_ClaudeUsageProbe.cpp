@@ -44,6 +44,7 @@ private Q_SLOTS:
     void trustQuestionAboutTheProbeFolder();
     void trustQuestionAboutAnotherFolder();
     void signedOut();
+    void firstRunWelcome();
     void childIgnoringEveryWayToStop();
     void farMoreOutputThanKept();
     void invalidUtf8();
@@ -135,6 +136,16 @@ void ClaudeUsageProbeTest::signedOut()
     QCOMPARE(snapshot.error().description(),
              QStringLiteral("Claude Code is not signed in. Run `claude auth login` and try again."));
     QVERIFY2(m_clock.elapsed() < 5000, "the loop must end when the child exits");
+}
+
+void ClaudeUsageProbeTest::firstRunWelcome()
+{
+    Result<ProviderSnapshot> snapshot =
+        ClaudeUsageProbe::collectSnapshot(m_fakes->claude(QStringLiteral("first-run")), 3);
+    QVERIFY(!snapshot.ok());
+    QCOMPARE(snapshot.error().description(),
+             QStringLiteral("Claude Code is not signed in. Run `claude auth login` and try again."));
+    QTRY_COMPARE(typed(), QByteArray("\x1b\x03\x03"));
 }
 
 void ClaudeUsageProbeTest::childIgnoringEveryWayToStop()

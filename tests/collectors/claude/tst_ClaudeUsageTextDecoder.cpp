@@ -33,6 +33,28 @@ QString usageScreen()
            + QStringLiteral("  Esc to cancel\r\n");
 }
 
+// Today's screen (Claude Code 2.1.329): each usage line holds the bar's rounded
+// figure and then the exact one, the account line ends with the plan, resets
+// in the next year name it, and the usage credits have a section of their own.
+QString todaysScreen()
+{
+    return QStringLiteral("[Screen Reader Mode: on via flag]\r\n") + esc("7") + esc("8")
+           + QStringLiteral("Claude Code v2.1.329\r\nOpus 5.5 · Claude Max\r\n") + esc("[2m")
+           + QStringLiteral("you: /usage") + esc("[22m\r\n") + QStringLiteral("Settings  Status   Config   Usage\r\n")
+           + QStringLiteral("Current session\r\n100% 99% used\r\nResets 3:05am (UTC)\r\n")
+           + QStringLiteral("Current week (all models)\r\n58% 58% used\r\nResets Jan 6, 2027, 1:48am (UTC)\r\n")
+           + QStringLiteral("Current week (Sonnet only)\r\n12% 12% used\r\nResets Jan 6, 2027, 1:48am (UTC)\r\n")
+           + QStringLiteral("Current week (Fable)\r\n21% 21% used\r\nResets Jan 6, 2027, 1:48am (UTC)\r\n")
+           + QStringLiteral("What's contributing to your usage?\r\nScanning local sessions…\r\n")
+           + QStringLiteral("Usage credits\r\n25% 24% used\r\n$12.34 / $50.00 spent · Resets Jan 1 (UTC)\r\n")
+           + esc("(B") + QStringLiteral("←/→ to switch · Esc to close");
+}
+
+QDateTime utc(int year, int month, int day, int hour, int minute = 0)
+{
+    return QDateTime(QDate(year, month, day), QTime(hour, minute), Qt::UTC);
+}
+
 QDateTime berlin(int year, int month, int day, int hour, int minute = 0)
 {
     return QDateTime(QDate(year, month, day), QTime(hour, minute), kBerlin).toUTC();
@@ -46,6 +68,7 @@ class ClaudeUsageTextDecoderTest : public QObject
 
 private Q_SLOTS:
     void fullScreen();
+    void todaysFullScreen();
     void redrawnScreenGivesWindowsEachTime();
     void headersAndReach_data();
     void headersAndReach();
@@ -57,6 +80,8 @@ private Q_SLOTS:
     void resets_data();
     void resets();
     void resetWithoutZoneUsesSystemZone();
+    void screenStates_data();
+    void screenStates();
 };
 
 void ClaudeUsageTextDecoderTest::fullScreen()
@@ -82,6 +107,28 @@ void ClaudeUsageTextDecoderTest::fullScreen()
                                                berlin(2026, 11, 21, 9, 30), 10080, QStringLiteral("Sonnet")}));
     QCOMPARE(snapshot.windows[3], (UsageWindow{QStringLiteral("claude.opus_weekly"), QStringLiteral("Opus"), 2.5,
                                                berlin(2026, 11, 20, 15), 10080, QStringLiteral("Opus")}));
+}
+
+void ClaudeUsageTextDecoderTest::todaysFullScreen()
+{
+    // 2026-12-28 20:00 UTC: the weekly resets fall in the next year.
+    const QDateTime now = utc(2026, 12, 28, 20);
+    Result<ProviderSnapshot> result = ClaudeUsageTextDecoder::decode(todaysScreen(), now);
+    QVERIFY_OK(result);
+    QCOMPARE(result->planName, QStringLiteral("Max"));
+    QCOMPARE(result->modelName, QStringLiteral("Opus 5.5"));
+    QCOMPARE(result->creditBalance, QStringLiteral("$12.34 of $50.00"));
+    const QDateTime weekEnd = utc(2027, 1, 6, 1, 48);
+    const QList<UsageWindow> expected{
+        {QStringLiteral("claude.five_hour"), QStringLiteral("5-hour"), 99, utc(2026, 12, 29, 3, 5), 300, std::nullopt},
+        {QStringLiteral("claude.seven_day"), QStringLiteral("Weekly"), 58, weekEnd, 10080, std::nullopt},
+        {QStringLiteral("claude.sonnet_weekly"), QStringLiteral("Sonnet"), 12, weekEnd, 10080,
+         QStringLiteral("Sonnet")},
+        {QStringLiteral("claude.fable_weekly"), QStringLiteral("Fable"), 21, weekEnd, 10080, QStringLiteral("Fable")},
+        {QStringLiteral("claude.credits"), QStringLiteral("Credits"), 24, utc(2027, 1, 1, 0), std::nullopt,
+         std::nullopt},
+    };
+    QCOMPARE(result->windows, expected);
 }
 
 void ClaudeUsageTextDecoderTest::redrawnScreenGivesWindowsEachTime()
@@ -147,9 +194,9 @@ void ClaudeUsageTextDecoderTest::accountLine_data()
     QTest::newRow("two words") << "Sonnet 4.5 · Claude Team Premium · Acme"
                                << "Team Premium"
                                << "Sonnet 4.5";
-    QTest::newRow("no organisation") << "Opus 4.1 · Claude Pro"
-                                     << "-"
-                                     << "Opus 4.1";
+    QTest::newRow("no organisation") << "Opus 5.5 · Claude Max"
+                                     << "Max"
+                                     << "Opus 5.5";
     QTest::newRow("no account line") << "Claude Max"
                                      << "-"
                                      << "-";
@@ -172,8 +219,9 @@ void ClaudeUsageTextDecoderTest::numbers_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<double>("number"); // -1 for none
     QTest::newRow("bar before") << "▌▌▌ 23% used" << 23.0;
-    QTest::newRow("fraction") << "Used 4.5% of limit" << 4.5;
-    QTest::newRow("nearest run wins") << "version 2 used 10%" << 10.0;
+    QTest::newRow("rounded bar figure, then the exact one") << "100% 99% used" << 99.0;
+    QTest::newRow("fraction") << "4.5% Used" << 4.5;
+    QTest::newRow("number after used") << "used 10%" << -1.0;
     QTest::newRow("no percent sign") << "10 used" << -1.0;
     QTest::newRow("two dots") << "1.2.3% used" << -1.0;
     QTest::newRow("nothing before") << "% used" << -1.0;
@@ -183,7 +231,7 @@ void ClaudeUsageTextDecoderTest::numbers()
 {
     QFETCH(QString, line);
     QFETCH(double, number);
-    const std::optional<double> found = ClaudeUsageTextDecoder::firstNumber(QLatin1Char('%'), line);
+    const std::optional<double> found = ClaudeUsageTextDecoder::usedPercent(line);
     QCOMPARE(found, number < 0 ? std::nullopt : std::optional<double>(number));
 
     // Through the decoder, colour codes around the number are gone.
@@ -212,6 +260,10 @@ void ClaudeUsageTextDecoderTest::resets_data()
     QTest::newRow("date with comma and minutes")
         << "Resets Mar 20, 12:30pm (America/Chicago)" << kNow
         << QDateTime(QDate(2027, 3, 20), QTime(12, 30), QTimeZone("America/Chicago")).toUTC();
+    QTest::newRow("date with its year") << "Resets Jan 6, 2027, 1:48am (UTC)" << kNow << utc(2027, 1, 6, 1, 48);
+    QTest::newRow("date with its year, past") << "Resets Jan 6, 2026, 1:48am (UTC)" << kNow << utc(2026, 1, 6, 1, 48);
+    QTest::newRow("date with a year that lacks it") << "Resets Feb 29, 2027, 1am (UTC)" << kNow << QDateTime();
+    QTest::newRow("date without time") << "Resets Dec 1 (UTC)" << kNow << utc(2026, 12, 1, 0);
     QTest::newRow("date with minutes and at")
         << "Resets Dec 1 at 3:15pm (Europe/Berlin)" << kNow << berlin(2026, 12, 1, 15, 15);
     // kNow is a Sunday; the next Saturday is six days on.
@@ -254,6 +306,40 @@ void ClaudeUsageTextDecoderTest::resetWithoutZoneUsesSystemZone()
     // An unknown zone name counts as none.
     QCOMPARE(ClaudeUsageTextDecoder::parseReset(QStringLiteral("Resets 3pm (Mars/Olympus)"), now),
              QDateTime(QDate(2026, 6, 10), QTime(15, 0), system).toUTC());
+}
+
+void ClaudeUsageTextDecoderTest::screenStates_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("whole");
+    QTest::addColumn<bool>("signedOut");
+    const QString trust = QStringLiteral("Permission Required: Accessing workspace:\r\n/tmp/x\r\nEnter y/n:\r\n"
+                                         "Enter to confirm · Esc to cancel");
+    const QString loading = QStringLiteral("Settings  Status   Config   Usage\r\nLoading usage data…\r\n"
+                                           "←/→ to switch · Esc to close");
+    QTest::newRow("today's screen") << todaysScreen() << true << false;
+    QTest::newRow("older screen") << usageScreen() << true << false;
+    QTest::newRow("loading, then the sections without their footer")
+        << loading + QStringLiteral("\r\nCurrent session\r\n1% 1% used") << false << false;
+    QTest::newRow("trust question, then the loading screen") << trust + loading << false << false;
+    QTest::newRow("signed out") << QStringLiteral("Opus 5.5 · API Usage Billing\r\n") + esc("[31m")
+                                       + QStringLiteral("Not logged in · run /login\r\n") + loading
+                                << false << true;
+    QTest::newRow("first run") << esc("7") + esc("8")
+                                      + QStringLiteral("Welcome to Claude Code v2.1.329\r\n"
+                                                       "Unable to connect to Anthropic services")
+                               << false << true;
+    QTest::newRow("welcome banner of older versions")
+        << QStringLiteral(" ✻ Welcome to Claude Code!\r\n") << false << false;
+}
+
+void ClaudeUsageTextDecoderTest::screenStates()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, whole);
+    QFETCH(bool, signedOut);
+    QCOMPARE(ClaudeUsageTextDecoder::showsWholeScreen(text), whole);
+    QCOMPARE(ClaudeUsageTextDecoder::showsSignedOut(text), signedOut);
 }
 
 QTEST_GUILESS_MAIN(ClaudeUsageTextDecoderTest)
