@@ -5,8 +5,9 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-PipeReader::PipeReader(int fd, Callback callback)
+PipeReader::PipeReader(int fd, Callback callback, EndCallback ended)
     : m_callback(std::move(callback))
+    , m_ended(std::move(ended))
     , m_wakeFd(::eventfd(0, EFD_CLOEXEC))
     , m_thread([this, fd] { run(fd); })
 {
@@ -44,7 +45,7 @@ void PipeReader::run(int fd)
         if (ready < 0) {
             if (errno == EINTR)
                 continue;
-            return;
+            break;
         }
         if (m_wakeFd >= 0 && entries[1].revents != 0)
             return;
@@ -52,7 +53,9 @@ void PipeReader::run(int fd)
         if (got < 0 && (errno == EINTR || errno == EAGAIN))
             continue;
         if (got <= 0)
-            return;
+            break;
         m_callback(QByteArrayView(chunk, got));
     }
+    if (!m_stopping && m_ended)
+        m_ended();
 }

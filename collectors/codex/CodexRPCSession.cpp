@@ -39,6 +39,11 @@ bool waitFor(QSemaphore *semaphore, double timeout)
     return semaphore->tryAcquire(1, static_cast<int>(milliseconds));
 }
 
+LimitraError endedEarly()
+{
+    return LimitraError::processFailed(QStringLiteral("The Codex app server exited without answering."));
+}
+
 } // namespace
 
 QString appVersion()
@@ -75,7 +80,8 @@ Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
     ChildProcess &child = **started;
 
     RPCInbox inbox;
-    PipeReader reader(child.outputFd(), [&inbox](QByteArrayView chunk) { inbox.consume(chunk); });
+    PipeReader reader(
+        child.outputFd(), [&inbox](QByteArrayView chunk) { inbox.consume(chunk); }, [&inbox] { inbox.close(); });
     const auto shutdown = qScopeGuard([&] {
         reader.stop();
         child.closeInput();
@@ -100,6 +106,8 @@ Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
         return sent.error();
     if (!waitFor(initialized, timeout))
         return LimitraError::timeout(QStringLiteral("initializing the Codex app server"));
+    if (!inbox.response(1) && inbox.closed())
+        return endedEarly();
     if (Result<QJsonObject> answer = validate(inbox.response(1), QStringLiteral("Codex initialization")); !answer)
         return answer.error();
 
@@ -113,6 +121,8 @@ Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
         return sent.error();
     if (!waitFor(limitsRead, timeout))
         return LimitraError::timeout(QStringLiteral("reading Codex usage"));
+    if (!inbox.response(2) && inbox.closed())
+        return endedEarly();
     Result<QJsonObject> answer = validate(inbox.response(2), QStringLiteral("Codex usage"));
     if (!answer)
         return answer.error();

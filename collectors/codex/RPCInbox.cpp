@@ -26,7 +26,7 @@ QSemaphore *RPCInbox::prepare(qint64 id)
     const QMutexLocker locker(&m_lock);
     std::unique_ptr<QSemaphore> &semaphore = m_semaphores[id];
     if (!semaphore)
-        semaphore = std::make_unique<QSemaphore>(0);
+        semaphore = std::make_unique<QSemaphore>(m_closed ? 1 : 0);
     return semaphore.get();
 }
 
@@ -49,14 +49,32 @@ void RPCInbox::consume(QByteArrayView bytes)
         if (!document.isObject())
             continue;
         const QJsonObject message = document.object();
+        if (message.contains(QStringLiteral("method")))
+            continue; // notifications and requests from the server
         const std::optional<qint64> id = messageId(message);
         if (!id)
-            continue; // notifications and requests from the server
+            continue;
         m_responses[*id] = message;
         if (auto waiting = m_semaphores.find(*id); waiting != m_semaphores.end())
             waiting->second->release();
     }
     m_buffer.remove(0, start);
+}
+
+void RPCInbox::close()
+{
+    const QMutexLocker locker(&m_lock);
+    if (m_closed)
+        return;
+    m_closed = true;
+    for (auto &[id, semaphore] : m_semaphores)
+        semaphore->release();
+}
+
+bool RPCInbox::closed() const
+{
+    const QMutexLocker locker(&m_lock);
+    return m_closed;
 }
 
 std::optional<QJsonObject> RPCInbox::response(qint64 id) const

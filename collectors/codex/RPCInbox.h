@@ -12,7 +12,9 @@
 
 // The receiving side of a JSON-RPC session over a pipe: reassembles
 // newline-delimited messages from the chunks the pipe delivers, keeps every
-// message that carries a numeric "id", and wakes whoever waits for that id.
+// response (a message with a numeric "id" and no "method"; requests from the
+// server carry both and answer nothing), and wakes whoever waits for that id.
+// When the input ends, every waiter wakes: no answer can come any more.
 // Shared between the reading thread (`consume`) and the caller (`prepare`,
 // `response`); one lock guards everything.
 class RPCInbox
@@ -25,6 +27,10 @@ public:
 
     void consume(QByteArrayView bytes);
 
+    // The server's output has ended.
+    void close();
+    bool closed() const;
+
     std::optional<QJsonObject> response(qint64 id) const;
 
 private:
@@ -32,4 +38,5 @@ private:
     QByteArray m_buffer;
     std::map<qint64, QJsonObject> m_responses;
     std::map<qint64, std::unique_ptr<QSemaphore>> m_semaphores;
+    bool m_closed = false;
 };

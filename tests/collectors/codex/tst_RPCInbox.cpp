@@ -12,6 +12,8 @@ private Q_SLOTS:
     void messageSplitAcrossThreeChunks();
     void idsAreIntegerValues();
     void laterAnswerReplacesEarlier();
+    void requestFromTheServerIsNoAnswer();
+    void endOfInputWakesEveryWaiter();
 };
 
 void RPCInboxTest::messageSplitAcrossThreeChunks()
@@ -47,6 +49,32 @@ void RPCInboxTest::laterAnswerReplacesEarlier()
     // A semaphore registered late is returned as it is when asked again.
     QSemaphore *waiter = inbox.prepare(1);
     QCOMPARE(inbox.prepare(1), waiter);
+}
+
+void RPCInboxTest::requestFromTheServerIsNoAnswer()
+{
+    RPCInbox inbox;
+    QSemaphore *waiter = inbox.prepare(2);
+    inbox.consume("{\"id\":2,\"method\":\"item/commandExecution/requestApproval\",\"params\":{}}\n"
+                  "{\"method\":\"account/updated\",\"params\":{}}\n");
+    QVERIFY(!waiter->tryAcquire());
+    QVERIFY(!inbox.response(2));
+    inbox.consume("{\"id\":2,\"result\":{}}\n");
+    QVERIFY(waiter->tryAcquire());
+    QVERIFY(!inbox.response(2)->contains(QStringLiteral("method")));
+}
+
+void RPCInboxTest::endOfInputWakesEveryWaiter()
+{
+    RPCInbox inbox;
+    QSemaphore *early = inbox.prepare(1);
+    QVERIFY(!inbox.closed());
+    inbox.close();
+    QVERIFY(inbox.closed());
+    QVERIFY(early->tryAcquire());
+    // A waiter registered afterwards does not wait either.
+    QVERIFY(inbox.prepare(2)->tryAcquire());
+    QVERIFY(!inbox.response(1));
 }
 
 QTEST_GUILESS_MAIN(RPCInboxTest)
