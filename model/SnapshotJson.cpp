@@ -134,7 +134,8 @@ Result<UsageWindow> decodeWindow(const QJsonValue &value, DateCoding dates)
     const QJsonValue minutes = object.value(QStringLiteral("windowMinutes"));
     if (!isAbsent(minutes)) {
         const qint64 whole = minutes.toInteger(0);
-        if (!minutes.isDouble() || static_cast<double>(whole) != minutes.toDouble())
+        if (!minutes.isDouble() || static_cast<double>(whole) != minutes.toDouble()
+            || std::fabs(minutes.toDouble()) > kMaxWindowMinutes)
             return decodingError(QStringLiteral("\"windowMinutes\" is not a whole number"));
         window.windowMinutes = whole;
     }

@@ -5,6 +5,11 @@
 
 #include <optional>
 
+// The longest window length, in whole minutes of either sign, that a
+// collector takes and every snapshot reader reads back: one bound for all, so
+// that nothing is stored that cannot be read again.
+inline constexpr double kMaxWindowMinutes = 9e18;
+
 // One rate-limit window of a provider.
 struct UsageWindow {
     QString id; // stable across refreshes, e.g. "claude.five_hour"

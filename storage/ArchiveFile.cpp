@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -107,6 +108,12 @@ void ArchiveFile::ensureLoaded()
     Result<QByteArray> bytes =
         FileSystem::readFile(m_path, qint64(2) * 1024 * 1024 * 1024, ArchiveFormat::kReadPadding);
     Result<UsageArchive> decoded = bytes ? ArchiveFormat::decode(*bytes) : Result<UsageArchive>(bytes.error());
+    if (!decoded && QFileInfo(m_path).isFile()) {
+        // The next append starts a new history: keep what could not be read
+        // (replacing an older such copy) instead of overwriting it.
+        const QByteArray damaged = QFile::encodeName(m_path + QStringLiteral(".damaged"));
+        ::rename(QFile::encodeName(m_path).constData(), damaged.constData());
+    }
     m_history = decoded ? std::move(decoded->snapshots) : QList<ProviderSnapshot>();
     m_historySorted = ArchiveFormat::isSorted(*m_history);
 }

@@ -23,7 +23,9 @@ public:
 
     ArchiveFile(QString path, double retentionSeconds, Clock clock);
 
-    // The stored history; an unreadable or damaged file gives an empty one.
+    // The stored history. Records that do not decode are left out; a file
+    // that cannot be read as a history gives an empty one and is renamed to
+    // "<name>.damaged", so that the next append does not overwrite it.
     Result<QList<ProviderSnapshot>> load();
 
     // Adds `snapshots` (dropping near-duplicates of each provider's newest

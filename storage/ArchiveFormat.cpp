@@ -251,7 +251,8 @@ Result<UsageWindow> readWindow(value element, StringPool &pool)
         } else if (key == "windowMinutes") {
             if (!isNull(field)) {
                 double minutes = 0;
-                if (field.get_double().get(minutes) || minutes != std::trunc(minutes) || std::fabs(minutes) > 9e18)
+                if (field.get_double().get(minutes) || minutes != std::trunc(minutes)
+                    || std::fabs(minutes) > kMaxWindowMinutes)
                     return decodingError("a window's \"windowMinutes\" is not a whole number");
                 window.windowMinutes = static_cast<qint64>(minutes);
             }
@@ -430,6 +431,14 @@ Result<UsageArchive> decode(const QByteArray &file)
         copy.emplace(file.constData(), static_cast<size_t>(file.size()));
         input = *copy;
     }
+    // The reader below looks only at what it needs and would take a damaged
+    // document for a whole one: check all of it first, with a parser that
+    // reads every byte.
+    {
+        simdjson::dom::parser validator;
+        if (validator.parse(input.data(), input.length(), false).error())
+            return decodingError("it is not JSON");
+    }
     simdjson::ondemand::parser parser;
     simdjson::ondemand::document document;
     if (parser.iterate(input).get(document))
@@ -456,10 +465,10 @@ Result<UsageArchive> decode(const QByteArray &file)
             value snapshotValue;
             if (element.get(snapshotValue))
                 return decodingError("it is not JSON");
+            // One record that does not decode costs that record, not the history.
             Result<ProviderSnapshot> snapshot = readSnapshot(snapshotValue, pool);
-            if (!snapshot)
-                return snapshot.error();
-            snapshots.append(std::move(*snapshot));
+            if (snapshot)
+                snapshots.append(std::move(*snapshot));
         }
     }
     if (!found)

@@ -52,7 +52,7 @@ std::optional<std::optional<qint64>> windowMinutes(const QJsonValue &value)
     if (!minutes)
         return std::optional<qint64>();
     const double whole = std::trunc(*minutes);
-    if (!std::isfinite(whole) || std::fabs(whole) >= 9.2e18)
+    if (!std::isfinite(whole) || std::fabs(whole) > kMaxWindowMinutes)
         return std::nullopt;
     return std::optional<qint64>(static_cast<qint64>(whole));
 }

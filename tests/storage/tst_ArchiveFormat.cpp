@@ -80,6 +80,8 @@ private Q_SLOTS:
     void decodingRules();
     void damagedFiles_data();
     void damagedFiles();
+    void damagedRecordCostsOnlyItself_data();
+    void damagedRecordCostsOnlyItself();
 };
 
 void ArchiveFormatTest::layoutIsQtWritersLayout()
@@ -127,8 +129,10 @@ void ArchiveFormatTest::decodingRules()
     QFETCH(bool, decodes);
     const QByteArray file =
         QJsonDocument(QJsonObject{{QStringLiteral("snapshots"), QJsonArray{object}}}).toJson(QJsonDocument::Compact);
+    // A snapshot that does not decode is left out; the file still reads.
     Result<UsageArchive> decoded = ArchiveFormat::decode(file);
-    QCOMPARE(decoded.ok(), decodes);
+    QVERIFY_OK(decoded);
+    QCOMPARE(decoded->snapshots.size(), decodes ? 1 : 0);
     if (decodes) {
         const ProviderSnapshot &snapshot = decoded->snapshots.front();
         QCOMPARE(snapshot.planName, std::nullopt);
@@ -147,6 +151,17 @@ void ArchiveFormatTest::damagedFiles_data()
     QTest::newRow("snapshots not a list") << QByteArray("{\"snapshots\": {}}");
     QTest::newRow("garbage after the document") << ArchiveFormat::encode({}) + "x";
     QTest::newRow("second document") << ArchiveFormat::encode({}) + "{}";
+    // Damage in the parts the reader has no use for still makes the file damaged.
+    const QByteArray whole = ArchiveFormat::encode({{SnapshotSamples::full(SnapshotSamples::wholeSecond())}});
+    const auto withMember = [&whole](const char *member) {
+        return QByteArray(whole).replace("{\n            \"collectedAt\"",
+                                         QByteArray("{") + member + ", \"collectedAt\"");
+    };
+    QTest::newRow("malformed key in an unknown member") << withMember("\"x\": {\"a\" 1}");
+    QTest::newRow("stray character in an unknown member") << withMember("\"x\": [1 2]");
+    QTest::newRow("bad literal in an unknown member") << withMember("\"x\": tru");
+    QTest::newRow("bad escape in an unknown key") << withMember("\"x\\q\": 1");
+    QTest::newRow("bad member after the list") << QByteArray(whole).replace("\n    ]\n}", "\n    ], \"x\": [1,]\n}");
 }
 
 void ArchiveFormatTest::damagedFiles()
@@ -155,6 +170,40 @@ void ArchiveFormatTest::damagedFiles()
     QVERIFY(!ArchiveFormat::decode(file).ok());
     // White space after the document is fine.
     QVERIFY(ArchiveFormat::decode(ArchiveFormat::encode({}) + " \n\t").ok());
+}
+
+void ArchiveFormatTest::damagedRecordCostsOnlyItself_data()
+{
+    QTest::addColumn<QByteArray>("from");
+    QTest::addColumn<QByteArray>("to");
+    QTest::newRow("window length beyond the bound")
+        << QByteArray("\"windowMinutes\": 777") << QByteArray("\"windowMinutes\": 9100000000000000000");
+    QTest::newRow("percentage as text") << QByteArray("\"usedPercent\": 7.5") << QByteArray("\"usedPercent\": \"7.5\"");
+    QTest::newRow("plan not text") << QByteArray("\"planName\": \"Middle\"") << QByteArray("\"planName\": [5]");
+}
+
+void ArchiveFormatTest::damagedRecordCostsOnlyItself()
+{
+    QFETCH(QByteArray, from);
+    QFETCH(QByteArray, to);
+    const QDateTime at = SnapshotSamples::wholeSecond();
+    ProviderSnapshot middle = SnapshotSamples::full(at.addSecs(60));
+    middle.planName = QStringLiteral("Middle");
+    middle.windows[0].windowMinutes = 777;
+    middle.windows[0].usedPercent = 7.5;
+    const UsageArchive archive{{SnapshotSamples::full(at), middle, SnapshotSamples::full(at.addSecs(120))}};
+    const QByteArray file = ArchiveFormat::encode(archive);
+    QCOMPARE(file.count(from), 1);
+
+    Result<UsageArchive> decoded = ArchiveFormat::decode(QByteArray(file).replace(from, to));
+    QVERIFY_OK(decoded);
+    QCOMPARE(decoded->snapshots, (QList<ProviderSnapshot>{archive.snapshots[0], archive.snapshots[2]}));
+
+    // The longest window length a collector keeps reads back.
+    middle.windows[0].windowMinutes = static_cast<qint64>(kMaxWindowMinutes);
+    middle.windows[1].windowMinutes = -static_cast<qint64>(kMaxWindowMinutes);
+    QCOMPARE(ArchiveFormat::decode(ArchiveFormat::encode({{middle}})).value().snapshots,
+             QList<ProviderSnapshot>{middle});
 }
 
 QTEST_GUILESS_MAIN(ArchiveFormatTest)

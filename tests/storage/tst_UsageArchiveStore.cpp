@@ -130,12 +130,15 @@ void UsageArchiveStoreTest::damagedFileIsReplaced()
 {
     QFETCH(QByteArray, content);
     QDir().mkpath(QFileInfo(path()).absolutePath());
+    m_home->writeFile(QStringLiteral("data/Limitra/usage-history.json.damaged"), "an older damaged history");
     m_home->writeFile(QStringLiteral("data/Limitra/usage-history.json"), content);
     ArchiveFile archive = file();
     QVERIFY(archive.load().value().isEmpty());
     const ProviderSnapshot fresh = snapshot(UsageProvider::codex, kNow);
     QCOMPARE(ids(archive.append({fresh}).value()), QList<QUuid>{fresh.id});
     QCOMPARE(ArchiveFormat::decode(readAll(path())).value().snapshots.size(), 1);
+    // What could not be read is kept, in place of the older copy.
+    QCOMPARE(readAll(path() + QStringLiteral(".damaged")), content);
 }
 
 void UsageArchiveStoreTest::retention()

@@ -155,7 +155,7 @@ void CodexRateLimitsTest::unusableWindows()
 {
     const ProviderSnapshot snapshot = decoded(R"({"rateLimits": {
         "primary": {"usedPercent": "50", "windowDurationMins": 300},
-        "secondary": {"usedPercent": 10, "windowDurationMins": 1e300}}})");
+        "secondary": {"usedPercent": 10, "windowDurationMins": 9.1e18}}})");
     QVERIFY(snapshot.windows.isEmpty());
     QCOMPARE(snapshot.state, CollectorState::unavailable);
     QCOMPARE(snapshot.message, QStringLiteral("Codex did not report subscription usage windows."));
