@@ -1,5 +1,5 @@
 # Entry points for people and CI. Everything goes through CMake presets.
-.PHONY: all bootstrap build run test interop format benchmarks clean
+.PHONY: all bootstrap build run install package test interop format benchmarks clean
 
 all: build
 
@@ -12,6 +12,15 @@ build: bootstrap
 
 run: build
 	./build/release/bin/limitra
+
+# Into /usr/local, or wherever PREFIX says; DESTDIR is honoured.
+PREFIX ?= /usr/local
+install: build
+	cmake --install build/release --prefix "$(PREFIX)"
+
+# The Debian package, build/release/limitra_<version>_<arch>.deb.
+package: build
+	cmake --build --preset release --target package
 
 test: bootstrap
 	cmake --preset test

@@ -11,6 +11,8 @@ struct CommandLineMode {
         checkCodex,     // --check-codex
         checkCodexPath, // --check-codex-path=PATH
         checkClaude,    // --check-claude
+        help,           // --help
+        version,        // --version
         togglePanel,    // --toggle-panel: asks the running application
         graphical,      // none of the above
     };
@@ -21,3 +23,8 @@ struct CommandLineMode {
 // Switches match exactly and anywhere in the list; the first rule that holds
 // in the order above decides.
 CommandLineMode chooseCommandLineMode(std::span<const char *const> arguments);
+
+// What --help prints: every mode with one line each.
+QByteArray commandLineHelp();
+// What --version prints: "Limitra 0.1.0 (1)".
+QByteArray versionLine();

@@ -1,5 +1,6 @@
 #include "app/UpdaterModel.h"
 
+#include "LimitraVersion.h"
 #include "app/Appcast.h"
 
 #include <QNetworkReply>
@@ -7,12 +8,6 @@
 
 #ifndef LIMITRA_APPCAST_URL
 #define LIMITRA_APPCAST_URL ""
-#endif
-#ifndef LIMITRA_VERSION
-#define LIMITRA_VERSION ""
-#endif
-#ifndef LIMITRA_BUILD_NUMBER
-#define LIMITRA_BUILD_NUMBER ""
 #endif
 
 namespace {
@@ -25,8 +20,8 @@ constexpr int kTransferTimeoutMs = 30000;
 UpdaterModel::Options UpdaterModel::Options::current()
 {
     return {.feed = QUrl(QStringLiteral(LIMITRA_APPCAST_URL)),
-            .shortVersion = QStringLiteral(LIMITRA_VERSION),
-            .buildVersion = QStringLiteral(LIMITRA_BUILD_NUMBER)};
+            .shortVersion = QString::fromLatin1(LimitraVersion::kVersion),
+            .buildVersion = QString::fromLatin1(LimitraVersion::kBuildNumber)};
 }
 
 UpdaterModel::UpdaterModel(Options options, QObject *parent)

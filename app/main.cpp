@@ -62,6 +62,12 @@ int main(int argc, char *argv[])
         return Diagnostics::checkCodexPath(mode.path);
     case CommandLineMode::Kind::checkClaude:
         return Diagnostics::checkClaude();
+    case CommandLineMode::Kind::help:
+        writeLine(STDOUT_FILENO, commandLineHelp().constData());
+        return 0;
+    case CommandLineMode::Kind::version:
+        writeLine(STDOUT_FILENO, versionLine().constData());
+        return 0;
     case CommandLineMode::Kind::togglePanel:
         return runModule("limitra_toggle_panel", argc, argv);
     case CommandLineMode::Kind::graphical:

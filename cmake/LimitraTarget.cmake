@@ -9,11 +9,12 @@ if(LIMITRA_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
-# Applies the project's warnings and include root to a target of ours
+# Applies the project's warnings and include roots (the sources and the
+# generated headers) to a target of ours
 # (not to third-party code).
 function(limitra_configure_target target)
     target_compile_options(${target} PRIVATE ${LIMITRA_WARNINGS})
-    target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
     target_compile_definitions(${target} PRIVATE QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII
                                                  QT_NO_NARROWING_CONVERSIONS_IN_CONNECT)
 endfunction()

@@ -6,6 +6,7 @@
 #include "system/AtomicFile.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <unistd.h>
@@ -75,6 +76,19 @@ Result<void> writeSettings(const QJsonObject &settings, const JsonNumberShield &
                              {.mode = 0600, .keepExistingMode = true, .durable = true, .stillAsRead = stillAsRead});
 }
 
+// One write of a read-modify-write round: true when the file changed
+// underneath it (nothing was written; read again).
+Result<bool> writeAttempt(const QJsonObject &settings, const JsonNumberShield &numbers, const SettingsFile &read)
+{
+    bool changedMeanwhile = false;
+    Result<void> written = writeSettings(settings, numbers, read, changedMeanwhile);
+    if (changedMeanwhile)
+        return true;
+    if (!written)
+        return written.error();
+    return false;
+}
+
 // Runs one read-modify-write of the settings (`attempt` returns whether the
 // file changed underneath it) until it goes through.
 Result<void> untilUnchanged(const std::function<Result<bool>()> &attempt)
@@ -90,10 +104,22 @@ Result<void> untilUnchanged(const std::function<Result<bool>()> &attempt)
         QStringLiteral("~/.claude/settings.json kept changing while Limitra wrote it. Try again in a moment."));
 }
 
+QString statusLineCommand(const QJsonObject &settings)
+{
+    return settings.value(kStatusLine).toObject().value(QStringLiteral("command")).toString();
+}
+
 bool holdsBridge(const QJsonObject &settings)
 {
-    const QJsonValue command = settings.value(kStatusLine).toObject().value(QStringLiteral("command"));
-    return command.isString() && command.toString().contains(kBridgeMark);
+    return statusLineCommand(settings).contains(kBridgeMark);
+}
+
+bool holdsBrokenBridge(const QJsonObject &settings)
+{
+    if (!holdsBridge(settings))
+        return false;
+    const std::optional<QString> executable = bridgeExecutable(statusLineCommand(settings));
+    return executable && !QFileInfo::exists(*executable);
 }
 
 // What uninstall puts back: the saved status line, or none (remove the member).
@@ -130,6 +156,37 @@ QString bridgeCommand(const QString &executablePath)
     return QLatin1Char('\'') + quoted + QStringLiteral("' ") + kBridgeMark;
 }
 
+std::optional<QString> bridgeExecutable(const QString &command)
+{
+    const QString suffix = QLatin1Char(' ') + kBridgeMark;
+    if (!command.startsWith(QLatin1Char('\'')) || !command.endsWith(suffix))
+        return std::nullopt;
+    const QString quoted = command.left(command.size() - suffix.size());
+    QString path;
+    bool inQuotes = false;
+    for (qsizetype i = 0; i < quoted.size(); ++i) {
+        const QChar c = quoted[i];
+        if (c == QLatin1Char('\''))
+            inQuotes = !inQuotes;
+        else if (inQuotes)
+            path += c;
+        else if (c == QLatin1Char('\\') && i + 1 < quoted.size())
+            path += quoted[++i];
+        else
+            return std::nullopt; // not the quoting that bridgeCommand writes
+    }
+    if (inQuotes)
+        return std::nullopt;
+    return path;
+}
+
+bool isBroken()
+{
+    JsonNumberShield numbers;
+    Result<SettingsFile> file = loadSettings(numbers);
+    return file && holdsBrokenBridge(file->settings);
+}
+
 bool isInstalled()
 {
     JsonNumberShield numbers;
@@ -147,6 +204,14 @@ Result<void> install(const std::optional<QString> &executablePath)
         if (!loaded)
             return loaded.error();
         QJsonObject settings = loaded->settings;
+        if (holdsBrokenBridge(settings)) {
+            // The backup still holds the user's status line from the first
+            // installation; only the command changes.
+            QJsonObject statusLine = settings.value(kStatusLine).toObject();
+            statusLine.insert(QStringLiteral("command"), bridgeCommand(*executablePath));
+            settings.insert(kStatusLine, statusLine);
+            return writeAttempt(settings, numbers, *loaded);
+        }
         if (holdsBridge(settings))
             return false;
 
@@ -205,13 +270,7 @@ Result<void> uninstall()
             settings.insert(kStatusLine, *saved);
         else
             settings.remove(kStatusLine);
-        bool changedMeanwhile = false;
-        Result<void> written = writeSettings(settings, numbers, *loaded, changedMeanwhile);
-        if (changedMeanwhile)
-            return true;
-        if (!written)
-            return written.error();
-        return false;
+        return writeAttempt(settings, numbers, *loaded);
     });
 }
 

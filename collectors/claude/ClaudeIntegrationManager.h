@@ -20,12 +20,22 @@ QString backupPath();
 // The shell command that runs `executablePath` as the helper; safe for any path.
 QString bridgeCommand(const QString &executablePath);
 
+// The executable that a command made by `bridgeCommand` runs; nothing for
+// any other command.
+std::optional<QString> bridgeExecutable(const QString &command);
+
 // Whether the settings' status-line command is a bridge (of any copy of Limitra).
 bool isInstalled();
 
+// Whether the installed bridge runs an executable that no longer exists (a
+// build tree that was deleted, a copy that was uninstalled): Claude Code's
+// status line then fails until `install` repairs it.
+bool isBroken();
+
 // Makes the running executable (or `executablePath`) Claude Code's status-line
-// command. Harmless when a bridge is already installed. When the settings
-// cannot be written, no file is changed.
+// command. Harmless when a working bridge is already installed; a broken one
+// is pointed at this executable, keeping the status line saved when it was
+// first installed. When the settings cannot be written, no file is changed.
 Result<void> install(const std::optional<QString> &executablePath = FileSystem::currentExecutablePath());
 
 // Restores the status line saved at install time (or removes it when there

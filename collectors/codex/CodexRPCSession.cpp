@@ -1,5 +1,6 @@
 #include "collectors/codex/CodexRPCSession.h"
 
+#include "LimitraVersion.h"
 #include "collectors/codex/RPCInbox.h"
 #include "system/ChildProcess.h"
 #include "system/FileSystem.h"
@@ -13,10 +14,6 @@
 #include <cerrno>
 #include <limits>
 #include <unistd.h>
-
-#ifndef LIMITRA_VERSION
-#define LIMITRA_VERSION "0.1.0"
-#endif
 
 namespace CodexRPCSession {
 
@@ -48,7 +45,7 @@ LimitraError endedEarly()
 
 QString appVersion()
 {
-    return QStringLiteral(LIMITRA_VERSION);
+    return QString::fromLatin1(LimitraVersion::kVersion);
 }
 
 Result<QJsonObject> validate(const std::optional<QJsonObject> &response, const QString &operation)

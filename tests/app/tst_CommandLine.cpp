@@ -46,6 +46,14 @@ void CommandLineTest::modes_data()
     QTest::newRow("claude") << QList<QByteArray>{"limitra", "--check-claude"} << Kind::checkClaude << QByteArray();
     QTest::newRow("toggle panel") << QList<QByteArray>{"limitra", "--toggle-panel"} << Kind::togglePanel
                                   << QByteArray();
+    QTest::newRow("help") << QList<QByteArray>{"limitra", "--help"} << Kind::help << QByteArray();
+    QTest::newRow("version") << QList<QByteArray>{"limitra", "--version"} << Kind::version << QByteArray();
+    QTest::newRow("diagnostics before help")
+        << QList<QByteArray>{"limitra", "--help", "--check-claude"} << Kind::checkClaude << QByteArray();
+    QTest::newRow("help before version") << QList<QByteArray>{"limitra", "--version", "--help"} << Kind::help
+                                         << QByteArray();
+    QTest::newRow("version before toggle")
+        << QList<QByteArray>{"limitra", "--toggle-panel", "--version"} << Kind::version << QByteArray();
     QTest::newRow("diagnostics before toggle")
         << QList<QByteArray>{"limitra", "--toggle-panel", "--check-claude"} << Kind::checkClaude << QByteArray();
     QTest::newRow("letter case differs") << QList<QByteArray>{"limitra", "--Check-Claude", "--CLAUDE-STATUSLINE"}

@@ -69,6 +69,9 @@ private Q_SLOTS:
     void installAndRemoveKeepUserStatusLine();
     void statusLineThatIsAString();
     void anotherBridgeIsLeftAlone();
+    void brokenBridgeIsRepaired();
+    void bridgeExecutable_data();
+    void bridgeExecutable();
     void installTwiceKeepsTheFirstBackup();
     void statusLineChangedByTheUserIsNotRemoved();
     void removeWithoutBackup();
@@ -142,13 +145,60 @@ void ClaudeIntegrationManagerTest::statusLineThatIsAString()
 
 void ClaudeIntegrationManagerTest::anotherBridgeIsLeftAlone()
 {
+    m_home->writeFile(QStringLiteral("other copy/limitra"), "#!/bin/sh\n");
     const QByteArray settings =
-        R"({"statusLine": {"type": "command", "command": "'/old copy/limitra' --claude-statusline"}})";
+        QJsonDocument(
+            QJsonObject{{QStringLiteral("statusLine"),
+                         QJsonObject{{QStringLiteral("type"), QStringLiteral("command")},
+                                     {QStringLiteral("command"), ClaudeIntegrationManager::bridgeCommand(
+                                                                     m_home->path() + "/other copy/limitra")}}}})
+            .toJson();
     m_home->writeFile(QStringLiteral(".claude/settings.json"), settings);
     QVERIFY(ClaudeIntegrationManager::isInstalled());
+    QVERIFY(!ClaudeIntegrationManager::isBroken());
     QVERIFY(ClaudeIntegrationManager::install(kExecutable).ok());
     QCOMPARE(readAll(m_home->claudeSettings()), settings);
     QVERIFY(!QFile::exists(backupFile()));
+}
+
+// Installed from a build tree that is gone since: the status line fails until
+// the installed copy takes the bridge over.
+void ClaudeIntegrationManagerTest::brokenBridgeIsRepaired()
+{
+    m_home->writeFile(QStringLiteral(".claude/settings.json"),
+                      QJsonDocument(QJsonObject{{QStringLiteral("statusLine"), userStatusLine()}}).toJson());
+    QVERIFY(ClaudeIntegrationManager::install(m_home->path() + "/deleted build/bin/limitra").ok());
+    QVERIFY(ClaudeIntegrationManager::isBroken());
+
+    const QString installed = m_home->writeFile(QStringLiteral("usr/bin/limitra"), "#!/bin/sh\n");
+    QVERIFY(ClaudeIntegrationManager::install(installed).ok());
+    QVERIFY(!ClaudeIntegrationManager::isBroken());
+    const QJsonObject statusLine = readJson(m_home->claudeSettings()).value(QStringLiteral("statusLine")).toObject();
+    QCOMPARE(statusLine.value(QStringLiteral("command")), ClaudeIntegrationManager::bridgeCommand(installed));
+    QCOMPARE(statusLine.value(QStringLiteral("refreshInterval")), 60);
+    QVERIFY(ClaudeIntegrationManager::uninstall().ok());
+    QCOMPARE(readJson(m_home->claudeSettings()).value(QStringLiteral("statusLine")), userStatusLine());
+}
+
+void ClaudeIntegrationManagerTest::bridgeExecutable_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<std::optional<QString>>("executable");
+    const auto made = [](const char *path) { return ClaudeIntegrationManager::bridgeCommand(QString::fromUtf8(path)); };
+    QTest::newRow("plain") << made("/usr/bin/limitra") << std::optional<QString>("/usr/bin/limitra");
+    QTest::newRow("quotes and spaces") << made("/home/o'neil/my build/limitra")
+                                       << std::optional<QString>("/home/o'neil/my build/limitra");
+    QTest::newRow("written by hand") << QStringLiteral("limitra --claude-statusline") << std::optional<QString>();
+    QTest::newRow("more arguments") << QStringLiteral("'/usr/bin/limitra' -v --claude-statusline")
+                                    << std::optional<QString>();
+    QTest::newRow("open quote") << QStringLiteral("'/usr/bin/limitra --claude-statusline") << std::optional<QString>();
+}
+
+void ClaudeIntegrationManagerTest::bridgeExecutable()
+{
+    QFETCH(QString, command);
+    QFETCH(std::optional<QString>, executable);
+    QCOMPARE(ClaudeIntegrationManager::bridgeExecutable(command), executable);
 }
 
 void ClaudeIntegrationManagerTest::installTwiceKeepsTheFirstBackup()
