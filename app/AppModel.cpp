@@ -81,7 +81,7 @@ AppModel::AppModel(Services services, QObject *parent)
     , m_alerts(std::make_unique<UsageAlerts>(*m_services.preferences, *m_services.notifier))
 {
     const Preferences &preferences = *m_services.preferences;
-    m_claudeIntegrationInstalled = ClaudeIntegrationManager::isInstalled();
+    readClaudeIntegrationState();
     m_launchAtLoginEnabled = m_services.loginItems->isEnabled();
     m_enabledProviders = preferences.enabledProviders();
     m_dockIconVisibility = preferences.dockIconVisibility();
@@ -233,7 +233,7 @@ void AppModel::finishRound(const QList<std::optional<ProviderSnapshot>> &results
                  [this, done](const Result<QList<ProviderSnapshot>> &history) {
                      if (history)
                          setHistory(*history);
-                     setClaudeIntegrationInstalled(ClaudeIntegrationManager::isInstalled());
+                     readClaudeIntegrationState();
                      setIsRefreshing(false);
                      done->finish();
                  });
@@ -301,11 +301,14 @@ void AppModel::setIsRefreshing(bool refreshing)
     Q_EMIT isRefreshingChanged();
 }
 
-void AppModel::setClaudeIntegrationInstalled(bool installed)
+void AppModel::readClaudeIntegrationState()
 {
-    if (m_claudeIntegrationInstalled == installed)
+    const bool installed = ClaudeIntegrationManager::isInstalled();
+    const bool broken = installed && ClaudeIntegrationManager::isBroken();
+    if (m_claudeIntegrationInstalled == installed && m_claudeIntegrationBroken == broken)
         return;
     m_claudeIntegrationInstalled = installed;
+    m_claudeIntegrationBroken = broken;
     Q_EMIT claudeIntegrationInstalledChanged();
 }
 

@@ -41,6 +41,9 @@ class AppModel : public QObject
     Q_PROPERTY(int historySize READ historySize NOTIFY historyChanged)
     Q_PROPERTY(bool isRefreshing READ isRefreshing NOTIFY isRefreshingChanged)
     Q_PROPERTY(bool claudeIntegrationInstalled READ claudeIntegrationInstalled NOTIFY claudeIntegrationInstalledChanged)
+    // The installed bridge runs an executable that is gone (a deleted build
+    // tree, an uninstalled copy); installing again repairs it.
+    Q_PROPERTY(bool claudeIntegrationBroken READ claudeIntegrationBroken NOTIFY claudeIntegrationInstalledChanged)
     Q_PROPERTY(bool launchAtLoginEnabled READ launchAtLoginEnabled NOTIFY launchAtLoginEnabledChanged)
     // Empty when there is none.
     Q_PROPERTY(QString lastActionMessage READ lastActionMessageText NOTIFY lastActionMessageChanged)
@@ -101,6 +104,7 @@ public:
     std::optional<double> highestUsedPercent() const;
     bool isRefreshing() const { return m_isRefreshing; }
     bool claudeIntegrationInstalled() const { return m_claudeIntegrationInstalled; }
+    bool claudeIntegrationBroken() const { return m_claudeIntegrationBroken; }
     bool launchAtLoginEnabled() const { return m_launchAtLoginEnabled; }
     std::optional<QString> lastActionMessage() const { return m_lastActionMessage; }
     std::optional<QString> shortcutError() const { return m_shortcutError; }
@@ -181,7 +185,8 @@ private:
     void setLatest(QMap<UsageProvider, ProviderSnapshot> latest);
     void setHistory(QList<ProviderSnapshot> history);
     void setIsRefreshing(bool refreshing);
-    void setClaudeIntegrationInstalled(bool installed);
+    // Reads whether the bridge is installed, and whether it still works.
+    void readClaudeIntegrationState();
     void setLaunchAtLoginEnabled(bool enabled);
     void setLastActionMessage(const std::optional<QString> &message);
     void setShortcutError(const std::optional<QString> &message);
@@ -207,6 +212,7 @@ private:
     QList<ProviderSnapshot> m_history;
     bool m_isRefreshing = false;
     bool m_claudeIntegrationInstalled = false;
+    bool m_claudeIntegrationBroken = false;
     bool m_launchAtLoginEnabled = false;
     std::optional<QString> m_lastActionMessage;
     std::optional<QString> m_shortcutError;

@@ -123,7 +123,7 @@ void AppModel::installClaudeIntegration()
         setLastActionMessage(installed.error().description());
         return;
     }
-    setClaudeIntegrationInstalled(true);
+    readClaudeIntegrationState();
     setLastActionMessage(QStringLiteral(
         "Claude bridge installed. Refresh now; Limitra can query /usage even when Claude runs outside a terminal."));
 }
@@ -135,7 +135,7 @@ void AppModel::removeClaudeIntegration()
         setLastActionMessage(removed.error().description());
         return;
     }
-    setClaudeIntegrationInstalled(false);
+    readClaudeIntegrationState();
     setLastActionMessage(QStringLiteral("The previous Claude status-line configuration was restored."));
 }
 

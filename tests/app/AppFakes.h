@@ -139,7 +139,7 @@ struct AppFakes {
         s.notifier = std::make_unique<RecordingNotifier>(*this);
         s.loginItems = std::make_unique<LoginItems>(*this);
         s.shortcuts = std::make_unique<Shortcuts>(*this);
-        s.executablePath = [] { return std::optional<QString>(QStringLiteral("/opt/Limitra/limitra")); };
+        s.executablePath = [this] { return std::optional<QString>(executable); };
         s.exportWidget = [this](const QMap<UsageProvider, ProviderSnapshot> &latest) { exports.push_back(latest); };
         s.refreshInterval = refreshInterval;
         return s;
@@ -165,6 +165,7 @@ struct AppFakes {
     int loginChanges = 0;
     std::optional<QString> loginFailure;
     std::optional<GlobalShortcut> takenShortcut;
+    QString executable = QStringLiteral("/opt/Limitra/limitra");
     std::optional<GlobalShortcut> registered;
     std::function<void()> press;
     int registrations = 0;

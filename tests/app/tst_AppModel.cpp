@@ -431,6 +431,19 @@ void AppModelTest::claudeBridgeActions()
     QCOMPARE(model->lastActionMessage(), QStringLiteral("The provider returned an unsupported response: "
                                                         "~/.claude/settings.json is not a JSON object"));
     QVERIFY(!model->claudeIntegrationInstalled());
+
+    // A bridge whose executable is gone (a deleted build tree) is reported,
+    // and installing again points it at this one.
+    m_home->writeFile(QStringLiteral(".claude/settings.json"),
+                      R"({"statusLine": {"type": "command", "command": "'/gone/limitra' --claude-statusline"}})");
+    m_fakes->executable = QFileInfo(QStringLiteral(LIMITRA_EXECUTABLE)).absoluteFilePath();
+    auto reopened = makeModel();
+    QVERIFY(reopened->claudeIntegrationInstalled());
+    QVERIFY(reopened->claudeIntegrationBroken());
+    reopened->installClaudeIntegration();
+    QVERIFY(!reopened->claudeIntegrationBroken());
+    QVERIFY(readAll(m_home->claudeSettings())
+                .contains(ClaudeIntegrationManager::bridgeCommand(m_fakes->executable).toUtf8()));
 }
 
 void AppModelTest::shortcutPersistenceAndErrors()
