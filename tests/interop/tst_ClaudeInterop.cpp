@@ -4,7 +4,6 @@
 // report that in time; with an account whose usage Claude Code has cached,
 // it draws the screen offline, and the probe must read it right.
 #include "collectors/claude/ClaudeIntegrationManager.h"
-#include "collectors/claude/ClaudeStatusLineHelper.h"
 #include "collectors/claude/ClaudeUsageProbe.h"
 #include "system/ChildProcess.h"
 #include "system/PseudoTerminal.h"
