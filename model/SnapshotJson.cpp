@@ -187,7 +187,7 @@ Result<ProviderSnapshot> decodeSnapshot(const QJsonValue &value, DateCoding date
         Result<UsageWindow> window = decodeWindow(element, dates);
         if (!window)
             return window.error();
-        snapshot.windows.append(std::move(*window));
+        addWindow(snapshot.windows, std::move(*window));
     }
 
     const std::pair<const char *, std::optional<QString> ProviderSnapshot::*> optionals[] = {

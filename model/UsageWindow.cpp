@@ -8,3 +8,12 @@ QString UsageWindow::resetDescription(const QDateTime &now) const
         return QStringLiteral("Reset unavailable");
     return QStringLiteral("Resets ") + relativeTimeText(*resetsAt, now);
 }
+
+void addWindow(QList<UsageWindow> &windows, UsageWindow window)
+{
+    for (const UsageWindow &existing : windows) {
+        if (existing.id == window.id)
+            return;
+    }
+    windows.append(std::move(window));
+}

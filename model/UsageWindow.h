@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDateTime>
+#include <QList>
 #include <QString>
 
 #include <optional>
@@ -24,3 +25,8 @@ struct UsageWindow {
 
     friend bool operator==(const UsageWindow &, const UsageWindow &) = default;
 };
+
+// Adds `window` to a snapshot's windows unless one with its id is there: an id
+// appears once per snapshot (the first one wins), whatever the source says, so
+// that everything keyed by id (the views' lists, the alerts) can rely on it.
+void addWindow(QList<UsageWindow> &windows, UsageWindow window);

@@ -328,7 +328,7 @@ Result<ProviderSnapshot> readSnapshot(value element, StringPool &pool)
                 Result<UsageWindow> decoded = readWindow(windowValue, pool);
                 if (!decoded)
                     return decoded.error();
-                snapshot.windows.append(std::move(*decoded));
+                addWindow(snapshot.windows, std::move(*decoded));
             }
             required |= 32;
         } else if (key == "planName" || key == "creditBalance" || key == "modelName" || key == "message") {

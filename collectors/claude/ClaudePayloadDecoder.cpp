@@ -79,14 +79,14 @@ Result<ProviderSnapshot> decode(const QByteArray &data, const QDateTime &collect
         std::optional<QDateTime> resetsAt;
         if (const auto seconds = jsonNumber(limit.value(QStringLiteral("resets_at"))))
             resetsAt = dateFromUnixSeconds(*seconds);
-        windows.append(UsageWindow{
-            .id = QStringLiteral("claude.") + key,
-            .label = displayLabel(key),
-            .usedPercent = *used,
-            .resetsAt = resetsAt,
-            .windowMinutes = minutes(key),
-            .scope = scope(key),
-        });
+        addWindow(windows, UsageWindow{
+                               .id = QStringLiteral("claude.") + key,
+                               .label = displayLabel(key),
+                               .usedPercent = *used,
+                               .resetsAt = resetsAt,
+                               .windowMinutes = minutes(key),
+                               .scope = scope(key),
+                           });
     }
 
     std::optional<QString> modelName;

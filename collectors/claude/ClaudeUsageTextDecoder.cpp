@@ -4,6 +4,7 @@
 #include <QTimeZone>
 
 #include <algorithm>
+#include <cmath>
 
 namespace ClaudeUsageTextDecoder {
 
@@ -247,14 +248,23 @@ std::optional<double> usedPercent(const QString &line)
     if (!before.endsWith(QLatin1Char('%')))
         return std::nullopt;
     before.chop(1);
+    // The number glued to the sign must be a plain decimal, and no part of a
+    // word ("1e308", "abc5"); bar glyphs may touch it, since the terminal
+    // draws some spaces as cursor moves.
     qsizetype start = before.size();
-    while (start > 0 && (before[start - 1].isDigit() || before[start - 1] == QLatin1Char('.')))
+    while (start > 0
+           && (before[start - 1].isDigit() || before[start - 1] == QLatin1Char('.')
+               || before[start - 1] == QLatin1Char('-')))
         --start;
-    if (start == before.size())
+    if (start > 0 && (before[start - 1].isLetter() || before[start - 1] == QLatin1Char('+')))
+        return std::nullopt;
+    static const QRegularExpression decimal(QStringLiteral("^-?[0-9]+(\\.[0-9]+)?$"));
+    const QStringView word = before.mid(start);
+    if (!decimal.match(word).hasMatch())
         return std::nullopt;
     bool ok = false;
-    const double value = before.mid(start).toDouble(&ok);
-    if (!ok)
+    const double value = word.toDouble(&ok);
+    if (!ok || !std::isfinite(value))
         return std::nullopt;
     return value;
 }
@@ -308,14 +318,14 @@ Result<ProviderSnapshot> decode(const QString &text, const QDateTime &collectedA
                 }
             }
         }
-        windows.append(UsageWindow{
-            .id = header->id,
-            .label = header->label,
-            .usedPercent = *used,
-            .resetsAt = resetsAt,
-            .windowMinutes = header->windowMinutes,
-            .scope = header->scope,
-        });
+        addWindow(windows, UsageWindow{
+                               .id = header->id,
+                               .label = header->label,
+                               .usedPercent = *used,
+                               .resetsAt = resetsAt,
+                               .windowMinutes = header->windowMinutes,
+                               .scope = header->scope,
+                           });
     }
     if (windows.isEmpty())
         return LimitraError::invalidResponse(QStringLiteral("Claude /usage did not contain plan percentages"));

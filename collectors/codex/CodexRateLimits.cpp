@@ -126,14 +126,14 @@ Result<ProviderSnapshot> decode(const QJsonObject &result, const QDateTime &coll
             std::optional<QString> scope = scopeName;
             if (!scope && limitId != QLatin1String("codex"))
                 scope = limitId;
-            windows.append(UsageWindow{
-                .id = QStringLiteral("codex.") + limitId + QLatin1Char('.') + slot,
-                .label = label(*minutes, slot.left(1).toUpper() + slot.mid(1)),
-                .usedPercent = *used,
-                .resetsAt = resetsAt,
-                .windowMinutes = *minutes,
-                .scope = scope,
-            });
+            addWindow(windows, UsageWindow{
+                                   .id = QStringLiteral("codex.") + limitId + QLatin1Char('.') + slot,
+                                   .label = label(*minutes, slot.left(1).toUpper() + slot.mid(1)),
+                                   .usedPercent = *used,
+                                   .resetsAt = resetsAt,
+                                   .windowMinutes = *minutes,
+                                   .scope = scope,
+                               });
         }
     }
 

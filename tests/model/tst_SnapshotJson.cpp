@@ -75,6 +75,9 @@ void SnapshotJsonTest::decodingRules()
         QCOMPARE(decoded->message, std::nullopt);
         QCOMPARE(decoded->provider, UsageProvider::codex);
         QCOMPARE(decoded->collectedAt, kWholeSecond);
+        // Every row's windows share one id: one is kept, the first.
+        QVERIFY(decoded->windows.size() <= 1);
+        QVERIFY(decoded->windows.isEmpty() || decoded->windows.first().label != QStringLiteral("second"));
     }
 }
 

@@ -138,6 +138,9 @@ void ArchiveFormatTest::decodingRules()
         QCOMPARE(snapshot.planName, std::nullopt);
         QCOMPARE(snapshot.provider, UsageProvider::codex);
         QCOMPARE(snapshot.collectedAt, SnapshotSamples::wholeSecond());
+        // Every row's windows share one id: one is kept, the first.
+        QVERIFY(snapshot.windows.size() <= 1);
+        QVERIFY(snapshot.windows.isEmpty() || snapshot.windows.first().label != QStringLiteral("second"));
     }
 }
 

@@ -101,6 +101,10 @@ void addDecodingRows()
     QTest::newRow("window reset null") << with(QStringLiteral("windows"),
                                                oneWindow(QStringLiteral("resetsAt"), QJsonValue::Null))
                                        << true;
+    QTest::newRow("the same window id twice: the first one stays") << with(
+        QStringLiteral("windows"), QJsonArray{oneWindow(QStringLiteral("label"), QStringLiteral("first")).first(),
+                                              oneWindow(QStringLiteral("label"), QStringLiteral("second")).first()})
+                                                                   << true;
     QTest::newRow("window reset not a date")
         << with(QStringLiteral("windows"), oneWindow(QStringLiteral("resetsAt"), QStringLiteral("tomorrow"))) << false;
 }
