@@ -6,7 +6,10 @@ namespace {
 
 // Seconds from 1970-01-01 to 2001-01-01, both UTC.
 constexpr qint64 kReferenceDateUnixSeconds = 978307200;
-constexpr double kLargestSeconds = 1e14;
+// The moments every file writes and reads back: years 1 to 9999 in UTC (what
+// ISO 8601 text holds in four digits). Dates beyond are taken as no date.
+constexpr double kEarliestSeconds = -62135596800.0; // 0001-01-01T00:00:00Z
+constexpr double kLatestSeconds = 253402300799.0;   // 9999-12-31T23:59:59Z
 
 qint64 floorDiv(qint64 value, qint64 divisor)
 {
@@ -20,7 +23,7 @@ qint64 floorDiv(qint64 value, qint64 divisor)
 
 std::optional<QDateTime> dateFromUnixSeconds(double seconds)
 {
-    if (!std::isfinite(seconds) || std::fabs(seconds) > kLargestSeconds)
+    if (!std::isfinite(seconds) || seconds < kEarliestSeconds || seconds > kLatestSeconds)
         return std::nullopt;
     return QDateTime::fromMSecsSinceEpoch(std::llround(seconds * 1000.0), Qt::UTC);
 }
@@ -32,7 +35,7 @@ double referenceDateSeconds(const QDateTime &date)
 
 std::optional<QDateTime> dateFromReferenceDateSeconds(double seconds)
 {
-    if (!std::isfinite(seconds) || std::fabs(seconds) > kLargestSeconds)
+    if (!std::isfinite(seconds))
         return std::nullopt;
     return dateFromUnixSeconds(seconds + static_cast<double>(kReferenceDateUnixSeconds));
 }

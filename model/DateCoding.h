@@ -20,8 +20,9 @@ std::optional<QDateTime> decodeDate(const QJsonValue &value, DateCoding coding);
 // "2026-01-31T17:05:09Z"; fractions of a second are cut off.
 QString iso8601Text(const QDateTime &date);
 
-// The moment `seconds` after 1970-01-01 00:00:00 UTC, or none when the number
-// lies beyond any date a provider could mean (about 3 million years away).
+// The moment `seconds` after 1970-01-01 00:00:00 UTC, or none when it falls
+// outside the years 1 to 9999, which no file could write and read back (a
+// number in milliseconds lands there).
 std::optional<QDateTime> dateFromUnixSeconds(double seconds);
 double referenceDateSeconds(const QDateTime &date);
 std::optional<QDateTime> dateFromReferenceDateSeconds(double seconds);

@@ -131,13 +131,20 @@ void ClaudePayloadDecoderTest::valuesAsTheyStand()
         "a": {"used_percentage": 104.5},
         "b": {"used_percentage": -3},
         "c": {"used_percentage": true, "resets_at": "2026-01-01T00:00:00Z"},
-        "d": {"used_percentage": 1, "resets_at": 1e300}}})");
-    QCOMPARE(snapshot.windows.size(), 4);
+        "d": {"used_percentage": 1, "resets_at": 1e300},
+        "e": {"used_percentage": 1, "resets_at": 1767225600000},
+        "f": {"used_percentage": 1, "resets_at": 1e12},
+        "g": {"used_percentage": 1, "resets_at": -62135596801},
+        "h": {"used_percentage": 1, "resets_at": 253402300800}}})");
+    QCOMPARE(snapshot.windows.size(), 8);
     QCOMPARE(snapshot.windows[0].usedPercent, 104.5);
     QCOMPARE(snapshot.windows[1].usedPercent, -3.0);
     QCOMPARE(snapshot.windows[2].usedPercent, 1.0); // a boolean counts as a number
     QCOMPARE(snapshot.windows[2].resetsAt, std::nullopt);
-    QCOMPARE(snapshot.windows[3].resetsAt, std::nullopt); // no date that far away
+    // Milliseconds, or years outside 1 to 9999, which the history could not
+    // write and read back: the window stays, without a reset.
+    for (qsizetype i = 3; i < 8; ++i)
+        QCOMPARE(snapshot.windows[i].resetsAt, std::nullopt);
 }
 
 void ClaudePayloadDecoderTest::malformedMembersAreSkipped()
