@@ -41,6 +41,12 @@ LimitraError endedEarly()
     return LimitraError::processFailed(QStringLiteral("The Codex app server exited without answering."));
 }
 
+LimitraError tooLong()
+{
+    return LimitraError::invalidResponse(QStringLiteral("a message from the Codex app server was longer than %1 MiB")
+                                             .arg(RPCInbox::kMaxLineBytes / (1024 * 1024)));
+}
+
 } // namespace
 
 QString appVersion()
@@ -103,6 +109,8 @@ Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
         return sent.error();
     if (!waitFor(initialized, timeout))
         return LimitraError::timeout(QStringLiteral("initializing the Codex app server"));
+    if (inbox.overflowed())
+        return tooLong();
     if (!inbox.response(1) && inbox.closed())
         return endedEarly();
     if (Result<QJsonObject> answer = validate(inbox.response(1), QStringLiteral("Codex initialization")); !answer)
@@ -118,6 +126,8 @@ Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
         return sent.error();
     if (!waitFor(limitsRead, timeout))
         return LimitraError::timeout(QStringLiteral("reading Codex usage"));
+    if (inbox.overflowed())
+        return tooLong();
     if (!inbox.response(2) && inbox.closed())
         return endedEarly();
     Result<QJsonObject> answer = validate(inbox.response(2), QStringLiteral("Codex usage"));

@@ -35,6 +35,8 @@ void RPCInbox::consume(QByteArrayView bytes)
     if (bytes.isEmpty())
         return;
     const QMutexLocker locker(&m_lock);
+    if (m_overflowed)
+        return;
     m_buffer.append(bytes);
     qsizetype start = 0;
     while (true) {
@@ -42,6 +44,10 @@ void RPCInbox::consume(QByteArrayView bytes)
         if (newline < 0)
             break;
         const QByteArrayView line(m_buffer.constData() + start, newline - start);
+        if (line.size() > kMaxLineBytes) {
+            overflow();
+            return;
+        }
         start = newline + 1;
         if (line.isEmpty())
             continue;
@@ -54,16 +60,40 @@ void RPCInbox::consume(QByteArrayView bytes)
         const std::optional<qint64> id = messageId(message);
         if (!id)
             continue;
-        m_responses[*id] = message;
-        if (auto waiting = m_semaphores.find(*id); waiting != m_semaphores.end())
+        // Only answers somebody waits for are kept: a server sending answers
+        // to ids never asked for cannot fill the memory.
+        if (auto waiting = m_semaphores.find(*id); waiting != m_semaphores.end()) {
+            m_responses[*id] = message;
             waiting->second->release();
+        }
     }
     m_buffer.remove(0, start);
+    // What is left is the start of a line.
+    if (m_buffer.size() > kMaxLineBytes)
+        overflow();
+}
+
+void RPCInbox::overflow()
+{
+    m_overflowed = true;
+    m_buffer = QByteArray();
+    closeLocked();
+}
+
+bool RPCInbox::overflowed() const
+{
+    const QMutexLocker locker(&m_lock);
+    return m_overflowed;
 }
 
 void RPCInbox::close()
 {
     const QMutexLocker locker(&m_lock);
+    closeLocked();
+}
+
+void RPCInbox::closeLocked()
+{
     if (m_closed)
         return;
     m_closed = true;

@@ -61,6 +61,11 @@ def main():
     if scenario == "exit-early":
         sys.stdin.buffer.readline()
         sys.exit(3)
+    if scenario == "endless-line":
+        # Output without a line break, for as long as anybody reads it.
+        chunk = b"x" * 65536
+        while True:
+            os.write(1, chunk)
     if scenario == "stderr-flood":
         # Far more than a pipe holds, before answering anything.
         os.write(2, b"e" * (4 * 1024 * 1024))

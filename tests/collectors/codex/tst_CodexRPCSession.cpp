@@ -44,6 +44,7 @@ private Q_SLOTS:
     void neverAnswering();
     void slowButWithinTheLimit();
     void exitingEarly();
+    void endlessLineEndsTheSession();
     void cannotLaunch();
     void wrapperAndStubbornGrandchildAreStopped();
 };
@@ -171,6 +172,17 @@ void CodexRPCSessionTest::exitingEarly()
     Result<ProviderSnapshot> snapshot = CodexRPCSession::collect(m_fakes->codex(QStringLiteral("exit-early")), 60);
     QVERIFY(!snapshot.ok());
     QCOMPARE(snapshot.error().description(), QStringLiteral("The Codex app server exited without answering."));
+}
+
+void CodexRPCSessionTest::endlessLineEndsTheSession()
+{
+    // Output without a line break ends the session once it passes the bound,
+    // long before the limit, and with memory to match.
+    Result<ProviderSnapshot> snapshot = CodexRPCSession::collect(m_fakes->codex(QStringLiteral("endless-line")), 60);
+    QVERIFY(!snapshot.ok());
+    QCOMPARE(snapshot.error().description(),
+             QStringLiteral("The provider returned an unsupported response: "
+                            "a message from the Codex app server was longer than 4 MiB"));
 }
 
 void CodexRPCSessionTest::cannotLaunch()

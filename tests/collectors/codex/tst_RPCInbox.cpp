@@ -11,7 +11,9 @@ class RPCInboxTest : public QObject
 private Q_SLOTS:
     void messageSplitAcrossThreeChunks();
     void idsAreIntegerValues();
-    void laterAnswerReplacesEarlier();
+    void onlyAnswersToPendingRequestsAreKept();
+    void overlongLineEndsTheSession_data();
+    void overlongLineEndsTheSession();
     void requestFromTheServerIsNoAnswer();
     void endOfInputWakesEveryWaiter();
 };
@@ -20,6 +22,7 @@ void RPCInboxTest::messageSplitAcrossThreeChunks()
 {
     RPCInbox inbox;
     QSemaphore *waiter = inbox.prepare(7);
+    inbox.prepare(8);
     inbox.consume("{\"id\":");
     inbox.consume("7,\"result\":");
     QVERIFY(!waiter->tryAcquire());
@@ -36,19 +39,43 @@ void RPCInboxTest::idsAreIntegerValues()
 {
     RPCInbox inbox;
     QSemaphore *waiter = inbox.prepare(2);
+    inbox.prepare(9007199254740993LL);
     inbox.consume("{\"id\":2.0,\"result\":{}}\n{\"id\":9007199254740993,\"result\":{}}\n");
     QVERIFY(waiter->tryAcquire());
     QVERIFY(inbox.response(9007199254740993LL));
 }
 
-void RPCInboxTest::laterAnswerReplacesEarlier()
+void RPCInboxTest::onlyAnswersToPendingRequestsAreKept()
 {
     RPCInbox inbox;
-    inbox.consume("{\"id\":1,\"result\":\"first\"}\n{\"id\":1,\"result\":\"second\"}\n");
-    QCOMPARE(inbox.response(1)->value(QStringLiteral("result")).toString(), QStringLiteral("second"));
-    // A semaphore registered late is returned as it is when asked again.
     QSemaphore *waiter = inbox.prepare(1);
-    QCOMPARE(inbox.prepare(1), waiter);
+    QCOMPARE(inbox.prepare(1), waiter); // asked again, the same one
+    inbox.consume("{\"id\":1,\"result\":\"first\"}\n{\"id\":1,\"result\":\"second\"}\n"
+                  "{\"id\":3,\"result\":\"never asked\"}\n");
+    QCOMPARE(inbox.response(1)->value(QStringLiteral("result")).toString(), QStringLiteral("second"));
+    QVERIFY(!inbox.response(3));
+}
+
+void RPCInboxTest::overlongLineEndsTheSession_data()
+{
+    QTest::addColumn<bool>("complete");
+    QTest::newRow("no line break yet") << false;
+    QTest::newRow("a whole line") << true;
+}
+
+void RPCInboxTest::overlongLineEndsTheSession()
+{
+    QFETCH(bool, complete);
+    RPCInbox inbox;
+    QSemaphore *waiter = inbox.prepare(1);
+    const QByteArray chunk(1024 * 1024, 'x');
+    for (qsizetype sent = 0; sent + chunk.size() <= RPCInbox::kMaxLineBytes; sent += chunk.size())
+        inbox.consume(chunk);
+    QVERIFY(!inbox.overflowed());
+    inbox.consume(complete ? QByteArray("xx\n{\"id\":1,\"result\":{}}\n") : chunk);
+    QVERIFY(inbox.overflowed());
+    QVERIFY(waiter->tryAcquire()); // the waiter wakes at once
+    QVERIFY(!inbox.response(1));
 }
 
 void RPCInboxTest::requestFromTheServerIsNoAnswer()
