@@ -68,7 +68,11 @@ std::optional<QDateTime> decodeDate(const QJsonValue &value, DateCoding coding)
         // A text without "Z" or an offset names no instant.
         if (!date.isValid() || date.timeSpec() == Qt::LocalTime)
             return std::nullopt;
-        return date.toUTC();
+        date = date.toUTC();
+        // Only what the files can write back in four digits.
+        if (date.date().year() < 1 || date.date().year() > 9999)
+            return std::nullopt;
+        return date;
     }
     case DateCoding::referenceDateSeconds:
         if (!value.isDouble())

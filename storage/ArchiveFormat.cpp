@@ -196,6 +196,8 @@ std::optional<QDateTime> readDate(value &field)
         const int year = number(0, 4), month = number(5, 2), day = number(8, 2);
         const int hour = number(11, 2), minute = number(14, 2), second = number(17, 2);
         const QDate date(year, month, day);
+        if (year < 1) // a digit that is not one, or year 0: no date the writer writes
+            return std::nullopt;
         if (date.isValid() && hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 && second < 60)
             return QDateTime(date, QTime(hour, minute, second), Qt::UTC);
     }

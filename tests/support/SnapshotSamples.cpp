@@ -84,6 +84,12 @@ void addDecodingRows()
     QTest::newRow("unknown source") << with(QStringLiteral("source"), QStringLiteral("web")) << false;
     QTest::newRow("date without zone") << with(QStringLiteral("collectedAt"), QStringLiteral("2026-01-31T17:05:09"))
                                        << false;
+    // One damaged byte in the year, and the years the files cannot write back.
+    QTest::newRow("year with a letter") << with(QStringLiteral("collectedAt"), QStringLiteral("X026-01-31T17:05:09Z"))
+                                        << false;
+    QTest::newRow("year 0") << with(QStringLiteral("collectedAt"), QStringLiteral("0000-01-31T17:05:09Z")) << false;
+    QTest::newRow("year 10000") << with(QStringLiteral("collectedAt"), QStringLiteral("+10000-01-31T17:05:09Z"))
+                                << false;
     QTest::newRow("date as a number") << with(QStringLiteral("collectedAt"), 1769879109) << false;
     QTest::newRow("date with offset") << with(QStringLiteral("collectedAt"),
                                               QStringLiteral("2026-01-31T18:05:09+01:00"))
