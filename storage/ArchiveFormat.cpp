@@ -320,6 +320,9 @@ Result<ProviderSnapshot> readSnapshot(value element, StringPool &pool)
                 return decodingError("a snapshot's \"state\" is unknown");
             required |= 16;
         } else if (key == "windows") {
+            // Qt's reader would keep only the last of two lists: take neither.
+            if (required & 32)
+                return decodingError("a snapshot has two \"windows\" lists");
             simdjson::ondemand::array windows;
             if (field.get_array().get(windows))
                 return decodingError("a snapshot's \"windows\" is not a list");
@@ -433,6 +436,9 @@ Result<UsageArchive> decode(const QByteArray &file)
         copy.emplace(file.constData(), static_cast<size_t>(file.size()));
         input = *copy;
     }
+    // JSON texts carry no byte-order mark; a strict parser refuses one.
+    if (file.startsWith("\xEF\xBB\xBF"))
+        return decodingError("it starts with a byte-order mark");
     // The reader below looks only at what it needs and would take a damaged
     // document for a whole one: check all of it first, with a parser that
     // reads every byte.
@@ -459,6 +465,8 @@ Result<UsageArchive> decode(const QByteArray &file)
             return decodingError("it is not JSON");
         if (key != "snapshots")
             continue;
+        if (found)
+            return decodingError("\"snapshots\" appears twice");
         simdjson::ondemand::array list;
         if (field.get_array().get(list))
             return decodingError("\"snapshots\" is not a list");

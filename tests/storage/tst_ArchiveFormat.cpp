@@ -165,6 +165,9 @@ void ArchiveFormatTest::damagedFiles_data()
     QTest::newRow("bad literal in an unknown member") << withMember("\"x\": tru");
     QTest::newRow("bad escape in an unknown key") << withMember("\"x\\q\": 1");
     QTest::newRow("bad member after the list") << QByteArray(whole).replace("\n    ]\n}", "\n    ], \"x\": [1,]\n}");
+    // What a strict parser refuses, or Qt's reader would read otherwise.
+    QTest::newRow("byte-order mark") << "\xEF\xBB\xBF" + whole;
+    QTest::newRow("two snapshot lists") << QByteArray(whole).replace("\n    ]\n}", "\n    ], \"snapshots\": []\n}");
 }
 
 void ArchiveFormatTest::damagedFiles()
@@ -183,6 +186,8 @@ void ArchiveFormatTest::damagedRecordCostsOnlyItself_data()
         << QByteArray("\"windowMinutes\": 777") << QByteArray("\"windowMinutes\": 9100000000000000000");
     QTest::newRow("percentage as text") << QByteArray("\"usedPercent\": 7.5") << QByteArray("\"usedPercent\": \"7.5\"");
     QTest::newRow("plan not text") << QByteArray("\"planName\": \"Middle\"") << QByteArray("\"planName\": [5]");
+    QTest::newRow("two window lists") << QByteArray("\"planName\": \"Middle\"")
+                                      << QByteArray("\"planName\": \"Middle\", \"windows\": []");
 }
 
 void ArchiveFormatTest::damagedRecordCostsOnlyItself()
