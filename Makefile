@@ -1,5 +1,5 @@
 # Entry points for people and CI. Everything goes through CMake presets.
-.PHONY: all bootstrap build run install package test interop format benchmarks clean
+.PHONY: all bootstrap build run install package test interop fuzz format benchmarks clean
 
 all: build
 
@@ -34,6 +34,11 @@ interop: bootstrap
 	LIMITRA_INTEROP_CODEX="$$(scripts/install-interop-clis codex)" \
 	LIMITRA_INTEROP_CLAUDE="$$(scripts/install-interop-clis claude)" \
 	    ctest --preset interop
+
+# libFuzzer targets of the core, FUZZ_SECONDS each.
+FUZZ_SECONDS ?= 60
+fuzz: bootstrap
+	scripts/run-fuzzers $(FUZZ_SECONDS)
 
 format:
 	scripts/check-format --fix

@@ -4,7 +4,13 @@ set(LIMITRA_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wold-style-cast -Wnon-vi
     # Designated initializers leave the other members at their defaults on purpose.
     -Wno-missing-field-initializers)
 
-if(LIMITRA_SANITIZE)
+if(LIMITRA_FUZZ)
+    # Every object is instrumented for the fuzzer's coverage; the targets link
+    # its driver (see fuzz/).
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
+                        -fno-sanitize-recover=undefined)
+    add_link_options(-fsanitize=address,undefined)
+elseif(LIMITRA_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
     add_link_options(-fsanitize=address,undefined)
 endif()
