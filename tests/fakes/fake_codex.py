@@ -91,7 +91,7 @@ def main():
         if scenario == "never-answer":
             continue
         if scenario == "slow" and ident is not None:
-            time.sleep(3)
+            time.sleep(6)
         if method == "initialize":
             answer = {"id": 1, "result": {"userAgent": "fake/1.0", "platformOs": "linux"}}
             if scenario == "init-error":

@@ -5,4 +5,9 @@
 #include <QtTest>
 
 // Fails the test with the error's own text when `result` holds an error.
-#define QVERIFY_OK(result) QVERIFY2((result).ok(), (result).ok() ? "" : qPrintable((result).error().description()))
+// `result` is evaluated once: it may be a call that starts a process.
+#define QVERIFY_OK(result)                                                                                             \
+    do {                                                                                                               \
+        const auto &checkedResult = (result);                                                                          \
+        QVERIFY2(checkedResult.ok(), checkedResult.ok() ? "" : qPrintable(checkedResult.error().description()));       \
+    } while (false)

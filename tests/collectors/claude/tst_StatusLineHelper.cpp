@@ -377,6 +377,10 @@ void StatusLineHelperTest::concurrentHelpersNeverExposeHalfAPayload()
         process->setProcessEnvironment(home.environment());
         process->start(QStringLiteral(LIMITRA_EXECUTABLE), kHelper);
         process->write(payload);
+        // Into the pipe now (it holds the whole payload), not when the event
+        // loop next runs: on a loaded machine that could be after the
+        // helper's input limit.
+        QVERIFY(process->waitForBytesWritten(30000));
         process->closeWriteChannel();
         helpers.push_back(std::move(process));
     }

@@ -156,10 +156,10 @@ void CodexRPCSessionTest::neverAnswering()
 
 void CodexRPCSessionTest::slowButWithinTheLimit()
 {
-    // Each answer takes 3 s, so the two take longer than the limit of 5 s,
-    // which applies to each wait separately. The 2 s left over are for the
+    // Each answer takes 6 s, so the two take longer than the limit of 10 s,
+    // which applies to each wait separately. The 4 s left over are for the
     // fake's start on a loaded machine.
-    QVERIFY_OK(CodexRPCSession::collect(m_fakes->codex(QStringLiteral("slow")), 5));
+    QVERIFY_OK(CodexRPCSession::collect(m_fakes->codex(QStringLiteral("slow")), 10));
     Result<ProviderSnapshot> tooSlow = CodexRPCSession::collect(m_fakes->codex(QStringLiteral("slow")), 1);
     QVERIFY(!tooSlow.ok());
     QCOMPARE(tooSlow.error().description(), QStringLiteral("Timed out while initializing the Codex app server."));
