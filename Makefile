@@ -1,5 +1,5 @@
 # Entry points for people and CI. Everything goes through CMake presets.
-.PHONY: all bootstrap build run install package test interop fuzz format benchmarks clean
+.PHONY: all bootstrap build run install package package-check test interop fuzz format benchmarks clean
 
 all: build
 
@@ -21,6 +21,13 @@ install: build
 # The Debian package, build/release/limitra_<version>_<arch>.deb.
 package: build
 	cmake --build --preset release --target package
+
+# Builds the package from the test build and checks its contents, Depends and
+# lintian's verdict.
+package-check: bootstrap
+	cmake --preset test
+	cmake --build --preset test
+	ctest --preset package
 
 test: bootstrap
 	cmake --preset test
