@@ -31,6 +31,7 @@ private Q_SLOTS:
     void bridgeRowFlipsOnConnectAndDisconnect();
     void taskbarPickerAndTrayToggle();
     void hiddenTrayIconHidesTheShortcutError();
+    void recordShortcutByTyping();
     void thresholdSliderStaysOnItsGrid();
     void thresholdRowFollowsNotifications();
     void launchAtLoginAndVersion();
@@ -106,8 +107,13 @@ void SettingsPagesTest::providerTogglesAndPaths()
     QTest::keyClicks(field->window(), " /opt/codex ");
     QCOMPARE(m_model->codexExecutablePath(), " /opt/codex ");
     QCOMPARE(storedPreferences().codexExecutablePath(), " /opt/codex ");
-    m_model->setClaudeExecutablePath(QStringLiteral("/usr/bin/claude"));
-    QCOMPARE(visibleItem(page, "claudePathField")->property("text").toString(), "/usr/bin/claude");
+    QCOMPARE(texts(page, "codexPathProblem"), QStringList{"Codex executable not found."});
+    m_model->setClaudeExecutablePath(m_folder->path());
+    QCOMPARE(visibleItem(page, "claudePathField")->property("text").toString(), m_folder->path());
+    QCOMPARE(texts(page, "claudePathProblem"), QStringList{"Claude executable is not executable: " + m_folder->path()});
+    screenshot(page->window(), "settings-providers-bad-paths");
+    m_model->setClaudeExecutablePath(QStringLiteral("/bin/sh"));
+    QVERIFY(visibleItems(page, "claudePathProblem").isEmpty());
 }
 
 void SettingsPagesTest::bridgeRowFlipsOnConnectAndDisconnect()
@@ -135,9 +141,8 @@ void SettingsPagesTest::taskbarPickerAndTrayToggle()
     QVERIFY(page);
     QQuickItem *picker = visibleItem(page, "taskbarPicker");
     QCOMPARE(picker->property("currentText").toString(), "While the dashboard is open");
-    click(picker);
+    picker->forceActiveFocus();
     QTest::keyClick(picker->window(), Qt::Key_Up);
-    QTest::keyClick(picker->window(), Qt::Key_Return);
     QTRY_COMPARE(m_model->dockIconVisibility(), DockIconVisibility::never);
     QCOMPARE(storedPreferences().dockIconVisibility(), DockIconVisibility::never);
 
@@ -160,7 +165,59 @@ void SettingsPagesTest::hiddenTrayIconHidesTheShortcutError()
 
     m_model->setShowsMenuBarIcon(false);
     QVERIFY(visibleItems(page, "shortcutErrorNote").isEmpty());
-    QVERIFY(texts(page, "noteText").contains("The tray icon is hidden, so there is no panel for the shortcut to open."));
+    QVERIFY(
+        texts(page, "noteText").contains("The tray icon is hidden, so there is no panel for the shortcut to open."));
+}
+
+void SettingsPagesTest::recordShortcutByTyping()
+{
+    m_model->applyShortcut();
+    QQuickItem *page = openPage("appearance");
+    QVERIFY(page);
+    QQuickWindow *window = page->window();
+    QQuickItem *button = visibleItem(page, "shortcutFieldButton");
+    QCOMPARE(texts(page, "shortcutFieldButton"), QStringList{"Ctrl+Alt+Super+U"});
+    QVERIFY(visibleItems(page, "shortcutDefaultButton").isEmpty());
+    const int registrations = m_fakes->registrations;
+
+    // Escape keeps the old shortcut; the hot key is released while recording and comes back once.
+    click(button);
+    QCOMPARE(texts(page, "shortcutFieldButton"), QStringList{"Type a shortcut…"});
+    QVERIFY(!m_fakes->registered);
+    QTest::keyClick(window, Qt::Key_Escape);
+    QCOMPARE(texts(page, "shortcutFieldButton"), QStringList{"Ctrl+Alt+Super+U"});
+    QCOMPARE(m_fakes->registered, GlobalShortcut::defaultShortcut());
+    QCOMPARE(m_fakes->registrations, registrations + 1);
+
+    // Shift alone does not qualify; Ctrl+Shift+A does, with both modifiers.
+    click(button);
+    QTest::keyClick(window, Qt::Key_A, Qt::ShiftModifier);
+    QCOMPARE(texts(page, "shortcutHint"), QStringList{"Add Ctrl, Alt, or Super."});
+    QCOMPARE(texts(page, "shortcutFieldButton"), QStringList{"Type a shortcut…"});
+    screenshot(window, "settings-shortcut-needs-modifier");
+    QTest::keyClick(window, Qt::Key_A, Qt::ControlModifier | Qt::ShiftModifier);
+    const GlobalShortcut recorded{0x61, GlobalShortcut::control | GlobalShortcut::shift, QStringLiteral("A")};
+    QCOMPARE(m_model->menuBarShortcut(), recorded);
+    QCOMPARE(storedPreferences().menuBarShortcut(), recorded);
+    QCOMPARE(m_fakes->registered, recorded);
+    QCOMPARE(m_fakes->registrations, registrations + 2);
+    QVERIFY(visibleItems(page, "shortcutHint").isEmpty());
+    QCOMPARE(texts(page, "shortcutFieldButton"), QStringList{"Ctrl+Shift+A"});
+
+    // BackSpace clears; the default comes back with its button.
+    click(button);
+    QTest::keyClick(window, Qt::Key_Backspace);
+    QCOMPARE(m_model->menuBarShortcut(), std::nullopt);
+    QCOMPARE(texts(page, "shortcutFieldButton"), QStringList{"Not set"});
+    QVERIFY(visibleItems(page, "shortcutClearButton").isEmpty());
+    click(visibleItem(page, "shortcutDefaultButton"));
+    QCOMPARE(m_model->menuBarShortcut(), GlobalShortcut::defaultShortcut());
+
+    // Leaving the page mid-recording gives the hot key back.
+    click(button);
+    QVERIFY(!m_fakes->registered);
+    click(visibleItem(window->contentItem(), "sidebar_general"));
+    QTRY_COMPARE(m_fakes->registered, GlobalShortcut::defaultShortcut());
 }
 
 void SettingsPagesTest::thresholdSliderStaysOnItsGrid()

@@ -19,8 +19,8 @@ SettingsPage {
                 model: [{ value: "never", text: "Never" },
                         { value: "whileDashboardOpen", text: "While the dashboard is open" },
                         { value: "always", text: "Always" }]
-                currentIndex: indexOfValue(App.model.dockIconVisibility)
-                onActivated: App.model.dockIconVisibility = currentValue
+                currentIndex: ["never", "whileDashboardOpen", "always"].indexOf(App.model.dockIconVisibility)
+                onActivated: (index) => App.model.dockIconVisibility = model[index].value
             }
         }
     }

@@ -39,6 +39,16 @@ SettingsPage {
                 text: App.model.codexExecutablePath
                 onTextEdited: App.model.codexExecutablePath = text
             }
+            Item { visible: codexProblem.visible }
+            NoteLabel {
+                id: codexProblem
+                objectName: "codexPathProblem"
+                Layout.fillWidth: true
+                visible: text.length > 0
+                symbol: Theme.icon("warning")
+                tint: Theme.orange
+                text: ExecutablePathCheck.problem("Codex", App.model.codexExecutablePath)
+            }
             Label { text: "Claude" }
             TextField {
                 objectName: "claudePathField"
@@ -46,6 +56,16 @@ SettingsPage {
                 placeholderText: "Auto-detect from PATH and common install folders"
                 text: App.model.claudeExecutablePath
                 onTextEdited: App.model.claudeExecutablePath = text
+            }
+            Item { visible: claudeProblem.visible }
+            NoteLabel {
+                id: claudeProblem
+                objectName: "claudePathProblem"
+                Layout.fillWidth: true
+                visible: text.length > 0
+                symbol: Theme.icon("warning")
+                tint: Theme.orange
+                text: ExecutablePathCheck.problem("Claude", App.model.claudeExecutablePath)
             }
         }
     }

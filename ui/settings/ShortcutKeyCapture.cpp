@@ -70,7 +70,6 @@ void ShortcutKeyCapture::keyReleaseEvent(QKeyEvent *event)
         event->ignore();
 }
 
-
 void ShortcutKeyCapture::itemChange(ItemChange change, const ItemChangeData &value)
 {
     if ((change == ItemVisibleHasChanged && !value.boolValue) || (change == ItemSceneChange && !value.window))

@@ -11,8 +11,8 @@
 namespace ShortcutKeys {
 
 enum class Outcome {
-    ignored, // a modifier or lock key on its own: the combination is still being typed
-    cleared, // BackSpace
+    ignored,   // a modifier or lock key on its own: the combination is still being typed
+    cleared,   // BackSpace
     cancelled, // Escape
     accepted,
     needsModifier, // no Ctrl, Alt or Super, or a key without a label
