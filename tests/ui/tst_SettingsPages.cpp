@@ -104,7 +104,8 @@ void SettingsPagesTest::providerTogglesAndPaths()
     // Typed text is stored as typed, spaces included, and the field follows the model.
     QQuickItem *field = visibleItem(page, "codexPathField");
     click(field);
-    QTest::keyClicks(field->window(), " /opt/codex ");
+    for (const char character : QByteArray(" /opt/codex "))
+        QTest::keyClick(field->window(), character);
     QCOMPARE(m_model->codexExecutablePath(), " /opt/codex ");
     QCOMPARE(storedPreferences().codexExecutablePath(), " /opt/codex ");
     QCOMPARE(texts(page, "codexPathProblem"), QStringList{"Codex executable not found."});

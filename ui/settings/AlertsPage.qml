@@ -35,7 +35,7 @@ SettingsPage {
                 objectName: "thresholdText"
                 Layout.preferredWidth: 42
                 text: Math.trunc(App.model.alertThreshold) + "%"
-                font.features: { "tnum": 1 }
+                font: Theme.percent
             }
         }
     }

@@ -2,7 +2,9 @@
 
 #include <QFileInfo>
 
-QString ExecutablePathCheck::problem(const QString &toolName, const QString &path) const
+namespace ExecutablePathCheck {
+
+QString problem(const QString &toolName, const QString &path)
 {
     if (path.isEmpty())
         return QString();
@@ -13,3 +15,5 @@ QString ExecutablePathCheck::problem(const QString &toolName, const QString &pat
         return toolName + QStringLiteral(" executable is not executable: ") + path;
     return QString();
 }
+
+} // namespace ExecutablePathCheck

@@ -47,7 +47,7 @@ SettingsPage {
                 visible: text.length > 0
                 symbol: Theme.icon("warning")
                 tint: Theme.orange
-                text: ExecutablePathCheck.problem("Codex", App.model.codexExecutablePath)
+                text: App.executablePathProblem("Codex", App.model.codexExecutablePath)
             }
             Label { text: "Claude" }
             TextField {
@@ -65,7 +65,7 @@ SettingsPage {
                 visible: text.length > 0
                 symbol: Theme.icon("warning")
                 tint: Theme.orange
-                text: ExecutablePathCheck.problem("Claude", App.model.claudeExecutablePath)
+                text: App.executablePathProblem("Claude", App.model.claudeExecutablePath)
             }
         }
     }
