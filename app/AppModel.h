@@ -57,6 +57,7 @@ class AppModel : public QObject
     Q_PROPERTY(bool showsMenuBarIcon READ showsMenuBarIcon WRITE setShowsMenuBarIcon NOTIFY showsMenuBarIconChanged)
     // "Ctrl+Alt+Super+U"; empty when there is no shortcut.
     Q_PROPERTY(QString menuBarShortcut READ menuBarShortcutText NOTIFY menuBarShortcutChanged)
+    Q_PROPERTY(bool menuBarShortcutIsDefault READ menuBarShortcutIsDefault NOTIFY menuBarShortcutChanged)
     Q_PROPERTY(QString codexExecutablePath READ codexExecutablePath WRITE setCodexExecutablePath NOTIFY
                    codexExecutablePathChanged)
     Q_PROPERTY(QString claudeExecutablePath READ claudeExecutablePath WRITE setClaudeExecutablePath NOTIFY
@@ -149,6 +150,11 @@ public Q_SLOTS:
     void applyShortcut();
     void useDefaultShortcut() { setMenuBarShortcut(GlobalShortcut::defaultShortcut()); }
     void clearShortcut() { setMenuBarShortcut(std::nullopt); }
+    // A combination typed into the recorder (modifier bits as in GlobalShortcut).
+    void recordShortcut(uint keyCode, int modifierFlags, const QString &label);
+    // While the recorder listens, the hot key is released so that its
+    // combination reaches the recorder; it comes back when recording ends.
+    void setShortcutRecording(bool recording);
     void refreshNow() { refresh(); }
 
 public:
@@ -201,6 +207,7 @@ private:
     QString dockIconVisibilityName() const { return rawValue(m_dockIconVisibility); }
     void setDockIconVisibilityName(const QString &name);
     QString menuBarShortcutText() const { return m_menuBarShortcut ? m_menuBarShortcut->displayString() : QString(); }
+    bool menuBarShortcutIsDefault() const { return m_menuBarShortcut == GlobalShortcut::defaultShortcut(); }
 
     Services m_services;
     std::unique_ptr<UsageAlerts> m_alerts;
@@ -226,4 +233,5 @@ private:
     double m_alertThreshold = 80;
     bool m_storedShowsMenuBarIcon = true;
     bool m_hasStarted = false;
+    bool m_shortcutPaused = false;
 };

@@ -149,8 +149,27 @@ void AppModel::setMenuBarShortcut(const std::optional<GlobalShortcut> &shortcut)
     applyShortcut();
 }
 
+void AppModel::recordShortcut(uint keyCode, int modifierFlags, const QString &label)
+{
+    const quint64 kept = GlobalShortcut::shift | GlobalShortcut::control | GlobalShortcut::alt | GlobalShortcut::super;
+    setMenuBarShortcut(GlobalShortcut{keyCode, static_cast<quint64>(modifierFlags) & kept, label});
+}
+
+void AppModel::setShortcutRecording(bool recording)
+{
+    if (recording == m_shortcutPaused)
+        return;
+    m_shortcutPaused = recording;
+    if (recording)
+        m_services.shortcuts->unregisterShortcut();
+    else
+        applyShortcut();
+}
+
 void AppModel::applyShortcut()
 {
+    if (m_shortcutPaused)
+        return;
     if (m_menuBarShortcut) {
         const Result<void> registered =
             m_services.shortcuts->registerShortcut(*m_menuBarShortcut, [model = QPointer<AppModel>(this)] {

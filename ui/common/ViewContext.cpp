@@ -1,6 +1,7 @@
 #include "ui/common/ViewContext.h"
 
 #include "ui/common/ProviderCardListModel.h"
+#include "ui/settings/ExecutablePathCheck.h"
 
 #include <QQmlEngine>
 
@@ -57,4 +58,9 @@ void ViewContext::closePanel() const
 void ViewContext::quit() const
 {
     call(m_actions.quit);
+}
+
+QString ViewContext::executablePathProblem(const QString &toolName, const QString &path) const
+{
+    return ExecutablePathCheck::problem(toolName, path);
 }

@@ -46,6 +46,8 @@ public:
     Q_INVOKABLE void openDashboard() const;
     Q_INVOKABLE void closePanel() const;
     Q_INVOKABLE void quit() const;
+    // What is wrong with an executable path from the settings; empty when nothing is.
+    Q_INVOKABLE QString executablePathProblem(const QString &toolName, const QString &path) const;
 
 private:
     AppModel &m_model;

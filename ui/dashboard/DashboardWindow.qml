@@ -19,6 +19,10 @@ ApplicationWindow {
     ListModel {
         id: pages
         ListElement { page: "overview"; title: "Overview"; symbol: "gauge"; section: "Usage" }
+        ListElement { page: "providers"; title: "Providers"; symbol: "brain"; section: "Settings" }
+        ListElement { page: "appearance"; title: "Appearance"; symbol: "paintbrush"; section: "Settings" }
+        ListElement { page: "alerts"; title: "Alerts"; symbol: "bell"; section: "Settings" }
+        ListElement { page: "general"; title: "General"; symbol: "gear"; section: "Settings" }
     }
     property string selection: "overview"
 
@@ -104,6 +108,24 @@ ApplicationWindow {
                 anchors.margins: 24
                 visible: window.selection === "overview"
             }
+
+            Repeater {
+                model: [{ page: "providers", view: providersPage }, { page: "appearance", view: appearancePage },
+                        { page: "alerts", view: alertsPage }, { page: "general", view: generalPage }]
+                Loader {
+                    required property var modelData
+                    objectName: modelData.page + "Page"
+                    anchors.fill: parent
+                    anchors.margins: 24
+                    active: window.selection === modelData.page
+                    visible: active
+                    sourceComponent: modelData.view
+                }
+            }
+            Component { id: providersPage; ProvidersPage {} }
+            Component { id: appearancePage; AppearancePage {} }
+            Component { id: alertsPage; AlertsPage {} }
+            Component { id: generalPage; GeneralPage {} }
         }
     }
 }

@@ -1,0 +1,17 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Limitra
+
+// A scrolling column of settings sections with the last action's outcome below.
+ScrollView {
+    id: page
+    default property alias sections: column.data
+    contentWidth: availableWidth
+
+    ColumnLayout {
+        id: column
+        width: page.availableWidth
+        spacing: 16
+    }
+}
