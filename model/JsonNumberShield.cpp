@@ -101,6 +101,10 @@ JsonNumberShield::JsonNumberShield()
 
 QByteArray JsonNumberShield::shield(const QByteArray &json)
 {
+    // A text that already holds the prefix (it cannot guess it, but it can
+    // hold anything) would have that string replaced on the way back.
+    while (m_numbers.isEmpty() && json.contains(m_prefix))
+        m_prefix = "limitra-number-" + QUuid::createUuid().toByteArray(QUuid::WithoutBraces) + '-';
     QByteArray result;
     result.reserve(json.size());
     bool inString = false;
