@@ -3,6 +3,7 @@
 // grabbed to a PNG under the build folder's "screenshots".
 #include "../app/AppFakes.h"
 #include "ViewInspection.h"
+#include "ViewTestApplication.h"
 #include "app/UpdaterModel.h"
 #include "ui/dashboard/DashboardWindowController.h"
 #include "ui/menubar/MenuBarPanelController.h"
@@ -19,7 +20,7 @@ Q_IMPORT_QML_PLUGIN(LimitraPlugin)
 
 using namespace ViewInspection;
 
-class PanelViewTest : public QObject
+class PanelViewTest : public QObject, private ViewTestApplication
 {
     Q_OBJECT
 
@@ -40,32 +41,17 @@ private:
     // Finishes the first round with these snapshots (a provider left out fails).
     void finishRound(const QList<ProviderSnapshot> &snapshots);
     QQuickItem *openPanel();
-
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<AppFakes> m_fakes;
-    std::unique_ptr<AppModel> m_model;
-    std::unique_ptr<UpdaterModel> m_updater;
-    std::unique_ptr<LimitraApplication> m_app;
 };
 
 void PanelViewTest::init()
 {
     m_folder = std::make_unique<QTemporaryDir>();
-    m_fakes = std::make_unique<AppFakes>();
-    m_model = std::make_unique<AppModel>(m_fakes->services(m_folder->path()));
-    UpdaterModel::Options options;
-    options.firstCheckDelay = std::chrono::hours(24);
-    m_updater = std::make_unique<UpdaterModel>(options);
-    m_app = std::make_unique<LimitraApplication>(*m_model, *m_updater, m_folder->filePath(QStringLiteral("frame.ini")));
+    startApplication();
 }
 
 void PanelViewTest::cleanup()
 {
-    m_app.reset();
-    m_updater.reset();
-    m_model.reset();
-    m_fakes.reset();
-    m_folder.reset();
+    stopApplication();
 }
 
 void PanelViewTest::finishRound(const QList<ProviderSnapshot> &snapshots)

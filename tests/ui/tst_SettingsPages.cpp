@@ -3,6 +3,7 @@
 // Every page is also grabbed in a light and a dark palette.
 #include "../app/AppFakes.h"
 #include "ViewInspection.h"
+#include "ViewTestApplication.h"
 #include "app/UpdaterModel.h"
 #include "ui/dashboard/DashboardWindowController.h"
 #include "ui/shell/LimitraApplication.h"
@@ -19,7 +20,7 @@ Q_IMPORT_QML_PLUGIN(LimitraPlugin)
 
 using namespace ViewInspection;
 
-class SettingsPagesTest : public QObject
+class SettingsPagesTest : public QObject, private ViewTestApplication
 {
     Q_OBJECT
 
@@ -43,11 +44,6 @@ private:
     QQuickItem *openPage(const QString &page);
     Preferences storedPreferences() const { return Preferences(AppFakes::preferencesPath(m_folder->path())); }
 
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<AppFakes> m_fakes;
-    std::unique_ptr<AppModel> m_model;
-    std::unique_ptr<UpdaterModel> m_updater;
-    std::unique_ptr<LimitraApplication> m_app;
     QByteArray m_home;
 };
 
@@ -57,21 +53,12 @@ void SettingsPagesTest::init()
     // The bridge edits ~/.claude/settings.json: a home of the test's own.
     m_home = qgetenv("HOME");
     qputenv("HOME", m_folder->path().toUtf8());
-    m_fakes = std::make_unique<AppFakes>();
-    m_model = std::make_unique<AppModel>(m_fakes->services(m_folder->path()));
-    UpdaterModel::Options options;
-    options.firstCheckDelay = std::chrono::hours(24);
-    m_updater = std::make_unique<UpdaterModel>(options);
-    m_app = std::make_unique<LimitraApplication>(*m_model, *m_updater, m_folder->filePath(QStringLiteral("frame.ini")));
+    startApplication();
 }
 
 void SettingsPagesTest::cleanup()
 {
-    m_app.reset();
-    m_updater.reset();
-    m_model.reset();
-    m_fakes.reset();
-    m_folder.reset();
+    stopApplication();
     qputenv("HOME", m_home);
     QGuiApplication::setPalette(QPalette());
 }

@@ -57,7 +57,8 @@ TrayHostWatcher::TrayHostWatcher(QObject *parent)
         else if (m_serviceWatcher)
             checkStatusNotifierHost();
     });
-    m_poll.start();
+    if (m_serviceWatcher || X11Desktop::isActive())
+        m_poll.start();
 }
 
 bool TrayHostWatcher::checkNow()
