@@ -265,6 +265,9 @@ void ClaudeInteropTest::statusLineBridgeWithTheRealClaude()
     environment.insert(QStringLiteral("DISABLE_AUTOUPDATER"), QStringLiteral("1"));
     environment.insert(QStringLiteral("CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC"), QStringLiteral("1"));
     environment.insert(QStringLiteral("PWD"), project);
+    // A terminal session always names its terminal; without TERM Claude Code
+    // draws no status line at all (CI runs with an empty environment).
+    environment.insert(QStringLiteral("TERM"), QStringLiteral("xterm-256color"));
     environment.remove(QStringLiteral("ANTHROPIC_API_KEY"));
     options.environment = QList<QByteArray>();
     for (const QString &entry : environment.toStringList())
@@ -272,6 +275,7 @@ void ClaudeInteropTest::statusLineBridgeWithTheRealClaude()
     Result<std::unique_ptr<ChildProcess>> claude = ChildProcess::start(options);
     QVERIFY_OK(claude);
     (*terminal)->closeSlave();
+    auto stopClaude = qScopeGuard([&] { (*claude)->stopGroup(std::chrono::seconds(2)); });
 
     QByteArray screen;
     const auto shows = [&](const QByteArray &text) {
@@ -279,7 +283,9 @@ void ClaudeInteropTest::statusLineBridgeWithTheRealClaude()
         return screen.contains(text);
     };
     // The status line runs at start, before any usage is known.
-    QTRY_VERIFY_WITH_TIMEOUT(shows("Limitra · waiting for Claude usage"), 60000);
+    QTRY_VERIFY2_WITH_TIMEOUT(shows("Limitra · waiting for Claude usage"),
+                              qPrintable(QStringLiteral("the screen ends: %1").arg(QString::fromUtf8(screen.right(600)))),
+                              60000);
     (*terminal)->write("hi");
     QTest::qWait(500);
     (*terminal)->write("\r");
@@ -299,6 +305,7 @@ void ClaudeInteropTest::statusLineBridgeWithTheRealClaude()
 
     (*terminal)->write("\x03\x03");
     (*claude)->stopGroup(std::chrono::seconds(2));
+    stopClaude.dismiss();
     QTRY_COMPARE_WITH_TIMEOUT(claudeProcesses(), QList<pid_t>(), 5000);
 }
 
