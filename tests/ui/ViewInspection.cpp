@@ -54,6 +54,22 @@ QImage screenshot(QQuickWindow *window, const QString &name)
     return image;
 }
 
+QPalette darkDesktopPalette()
+{
+    QPalette palette;
+    palette.setColor(QPalette::Window, QColor("#2b2b2e"));
+    palette.setColor(QPalette::WindowText, QColor("#ececee"));
+    palette.setColor(QPalette::Base, QColor("#1f1f22"));
+    palette.setColor(QPalette::AlternateBase, QColor("#2b2b2e"));
+    palette.setColor(QPalette::Text, QColor("#ececee"));
+    palette.setColor(QPalette::Button, QColor("#3a3a3e"));
+    palette.setColor(QPalette::ButtonText, QColor("#ececee"));
+    palette.setColor(QPalette::Highlight, QColor("#3d7be0"));
+    palette.setColor(QPalette::HighlightedText, QColor("#ffffff"));
+    palette.setColor(QPalette::PlaceholderText, QColor("#8a8a90"));
+    return palette;
+}
+
 QColor colourAtCentre(const QImage &image, QQuickItem *item)
 {
     const QPointF centre = item->mapToScene({item->width() / 2, item->height() / 2});

@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QList>
+#include <QPalette>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QString>
@@ -18,6 +19,9 @@ QStringList texts(QQuickItem *root, const QString &name);
 QImage screenshot(QQuickWindow *window, const QString &name);
 
 // The colour drawn at the centre of `item` in `image` (a grab of its window).
+// A dark desktop scheme, as a platform theme hands it to the application.
+QPalette darkDesktopPalette();
+
 QColor colourAtCentre(const QImage &image, QQuickItem *item);
 
 // A left click at the centre of `item`.

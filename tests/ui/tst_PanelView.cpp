@@ -9,9 +9,12 @@
 #include "ui/menubar/MenuBarPanelController.h"
 #include "ui/shell/LimitraApplication.h"
 
+#include <algorithm>
+
 #include <QApplication>
 #include <QPalette>
 #include <QQuickStyle>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
@@ -36,6 +39,7 @@ private Q_SLOTS:
     void panelClosesOnEscapeAndSecondActivation();
     void openDashboardClosesThePanelFirst();
     void overviewShowsFullCardsWithTheFableNote();
+    void darkDesktopScheme();
 
 private:
     // Finishes the first round with these snapshots (a provider left out fails).
@@ -223,6 +227,38 @@ void PanelViewTest::overviewShowsFullCardsWithTheFableNote()
     m_model->refreshNow();
     finishRound({usage(UsageProvider::codex, {42, 7}), claude});
     QTRY_VERIFY(visibleItems(visibleItem(overview, "providerCard_claude"), "fableNote").isEmpty());
+}
+
+void PanelViewTest::darkDesktopScheme()
+{
+    QGuiApplication::setPalette(darkDesktopPalette());
+    const auto lightAgain = qScopeGuard([] { QGuiApplication::setPalette(QPalette()); });
+    const auto readsOnDark = [](QQuickItem *root, const char *name) {
+        const QList<QQuickItem *> items = visibleItems(root, name);
+        return !items.isEmpty() && std::ranges::all_of(items, [](QQuickItem *item) {
+            return item->property("color").value<QColor>().lightnessF() > 0.6;
+        });
+    };
+    QQuickItem *panel = openPanel();
+    QVERIFY(panel);
+    finishRound({usage(UsageProvider::codex, {42, 7}), usage(UsageProvider::claude, {12, 64})});
+    QTRY_VERIFY(visibleItem(panel, "providerCard_claude"));
+    QTest::qWait(50);
+    const QImage image = screenshot(m_app->panel().window(), "panel-dark");
+    QVERIFY(readsOnDark(panel, "cardTitle"));
+    QVERIFY(readsOnDark(panel, "windowLabel"));
+    QVERIFY(image.pixelColor(image.width() / 2, image.height() - 4).lightnessF() < 0.3);
+
+    m_app->openDashboard();
+    QQuickWindow *dashboard = m_app->dashboard().window();
+    QVERIFY(QTest::qWaitForWindowExposed(dashboard));
+    QQuickItem *overview = visibleItem(dashboard->contentItem(), "overviewPage");
+    QTRY_VERIFY(visibleItem(overview, "providerCard_claude"));
+    QTest::qWait(50);
+    const QImage full = screenshot(dashboard, "dashboard-overview-dark");
+    QVERIFY(readsOnDark(overview, "cardTitle"));
+    QVERIFY(readsOnDark(overview, "usedText"));
+    QVERIFY(colourAtCentre(full, visibleItem(dashboard->contentItem(), "sidebar_providers")).lightnessF() < 0.3);
 }
 
 int main(int argc, char **argv)

@@ -276,20 +276,8 @@ void SettingsPagesTest::everyPage()
 {
     QFETCH(QString, page);
     QFETCH(bool, dark);
-    if (dark) {
-        QPalette palette;
-        palette.setColor(QPalette::Window, QColor("#2b2b2e"));
-        palette.setColor(QPalette::WindowText, QColor("#ececee"));
-        palette.setColor(QPalette::Base, QColor("#1f1f22"));
-        palette.setColor(QPalette::AlternateBase, QColor("#2b2b2e"));
-        palette.setColor(QPalette::Text, QColor("#ececee"));
-        palette.setColor(QPalette::Button, QColor("#3a3a3e"));
-        palette.setColor(QPalette::ButtonText, QColor("#ececee"));
-        palette.setColor(QPalette::Highlight, QColor("#3d7be0"));
-        palette.setColor(QPalette::HighlightedText, QColor("#ffffff"));
-        palette.setColor(QPalette::PlaceholderText, QColor("#8a8a90"));
-        QGuiApplication::setPalette(palette);
-    }
+    if (dark)
+        QGuiApplication::setPalette(darkDesktopPalette());
     m_model->setNotificationsEnabled(true);
     QQuickItem *view = openPage(page);
     QVERIFY(view);

@@ -15,6 +15,8 @@ ApplicationWindow {
     minimumHeight: 620
     color: Theme.window
 
+    DesktopPalette { target: window.palette }
+
     // The pages that exist, in the sidebar's order.
     ListModel {
         id: pages

@@ -13,6 +13,8 @@ ApplicationWindow {
     height: view.implicitHeight
     color: Theme.window
 
+    DesktopPalette { target: window.palette }
+
     Rectangle {
         anchors.fill: parent
         color: "transparent"
