@@ -21,6 +21,7 @@ ApplicationWindow {
     ListModel {
         id: pages
         ListElement { page: "overview"; title: "Overview"; symbol: "gauge"; section: "Usage" }
+        ListElement { page: "history"; title: "History"; symbol: "chart"; section: "Usage" }
         ListElement { page: "providers"; title: "Providers"; symbol: "brain"; section: "Settings" }
         ListElement { page: "appearance"; title: "Appearance"; symbol: "paintbrush"; section: "Settings" }
         ListElement { page: "alerts"; title: "Alerts"; symbol: "bell"; section: "Settings" }
@@ -112,7 +113,9 @@ ApplicationWindow {
             }
 
             Repeater {
-                model: [{ page: "providers", view: providersPage }, { page: "appearance", view: appearancePage },
+                // Each page is made when shown and dropped when left: 90 days of
+                // history points cost memory only while someone looks at them.
+                model: [{ page: "history", view: historyPage }, { page: "providers", view: providersPage }, { page: "appearance", view: appearancePage },
                         { page: "alerts", view: alertsPage }, { page: "general", view: generalPage }]
                 Loader {
                     required property var modelData
@@ -124,6 +127,7 @@ ApplicationWindow {
                     sourceComponent: modelData.view
                 }
             }
+            Component { id: historyPage; HistoryPage {} }
             Component { id: providersPage; ProvidersPage {} }
             Component { id: appearancePage; AppearancePage {} }
             Component { id: alertsPage; AlertsPage {} }
