@@ -214,8 +214,8 @@ void HistoryViewTest::pageAtNinetyDays()
     auto *plot = qobject_cast<HistoryPlot *>(visibleItem(page, "historyPlot"));
     QVERIFY(plot);
     QCOMPARE(plot->rangeDays(), 90);
-    QCOMPARE(plot->seriesNames(), (QStringList{"Codex · 5-hour", "Codex · Weekly", "Codex · 5-hour · GPT-5.1-Codex-Max",
-                                               "Claude · 5-hour", "Claude · Weekly", "Claude · Opus"}));
+    QCOMPARE(plot->seriesNames(), (QStringList{"Claude · 5-hour", "Claude · Weekly", "Claude · Opus", "Codex · 5-hour",
+                                               "Codex · Weekly", "Codex · 5-hour · GPT-5.1-Codex-Max"}));
 
     // The read-out names the point under the pointer.
     QTest::mouseMove(plot->window(), plot->mapToScene(QPointF(plot->width() - 14, 100)).toPoint());
