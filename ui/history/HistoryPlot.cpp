@@ -96,6 +96,11 @@ QColor HistoryPlot::seriesColour(qsizetype index)
     return colours[index % std::ssize(colours)];
 }
 
+QPen HistoryPlot::linePen(const QColor &colour)
+{
+    return QPen(colour, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+}
+
 void HistoryPlot::rebuild()
 {
     m_endMsecs = QDateTime::currentMSecsSinceEpoch();
@@ -182,7 +187,7 @@ void HistoryPlot::paint(QPainter *painter)
         if (last != points.end())
             ++last;
         const QColor colour = seriesColour(s);
-        painter->setPen(QPen(colour, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter->setPen(linePen(colour));
         painter->setBrush(Qt::NoBrush);
         QList<QPoint> run;
         qsizetype count = 0;

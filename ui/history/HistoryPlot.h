@@ -5,6 +5,7 @@
 
 #include <QColor>
 #include <QDateTime>
+#include <QPen>
 #include <QQuickPaintedItem>
 #include <QVariantList>
 #include <QtQml/qqmlregistration.h>
@@ -44,6 +45,9 @@ public:
 
     void setSeries(QList<HistorySeries> series);
     static QColor seriesColour(qsizetype index);
+    // A series' line: round joins and caps, so that merging the points of a
+    // pixel column (mergeColumns) covers the same pixels.
+    static QPen linePen(const QColor &colour);
 
     void paint(QPainter *painter) override;
 
