@@ -39,6 +39,8 @@ private Q_SLOTS:
     void buildSeries_data();
     void buildSeries();
     void mergedColumnsSetThePixelsOfTheFullLine();
+    void longPausesBreakTheLine_data();
+    void longPausesBreakTheLine();
     void historyPageAtNinetyDays();
 
 private:
@@ -72,7 +74,7 @@ QImage drawn(const QList<QPoint> &polyline)
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing, true);
     painter.setPen(HistoryPlot::linePen(Qt::black));
-    painter.drawPolyline(polyline.constData(), static_cast<int>(polyline.size()));
+    HistoryPlot::drawLine(painter, polyline);
     return image;
 }
 
@@ -152,6 +154,55 @@ void HistoryViewTest::mergedColumnsSetThePixelsOfTheFullLine()
     }
 }
 
+void HistoryViewTest::longPausesBreakTheLine_data()
+{
+    QTest::addColumn<int>("minutes");
+    QTest::addColumn<int>("pieces");
+    QTest::newRow("29 minutes apart") << 29 << 1;
+    QTest::newRow("31 minutes apart") << 31 << 2;
+}
+
+void HistoryViewTest::longPausesBreakTheLine()
+{
+    QFETCH(int, minutes);
+    QFETCH(int, pieces);
+    HistoryPlot plot;
+    plot.setSize(QSizeF(900, 260));
+    plot.setRangeDays(1);
+    const qint64 start = QDateTime::currentMSecsSinceEpoch() - 6 * 3600 * 1000;
+    plot.setSeries({HistorySeries{QStringLiteral("Codex · 5-hour"), {{start, 37}, {start + minutes * 60000, 37}}}});
+    QImage image(900, 260, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    plot.paint(&painter);
+    painter.end();
+
+    // Along the row that holds most of the line, count its pieces.
+    const QColor line = HistoryPlot::seriesColour(0);
+    const auto isLine = [&](int x, int y) {
+        const QColor pixel = image.pixelColor(x, y);
+        return pixel.alpha() == 255 && std::abs(pixel.red() - line.red()) < 8
+               && std::abs(pixel.green() - line.green()) < 8 && std::abs(pixel.blue() - line.blue()) < 8;
+    };
+    int bestRow = 0;
+    int bestCount = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        int count = 0;
+        for (int x = 0; x < image.width(); ++x)
+            count += isLine(x, y) ? 1 : 0;
+        if (count > bestCount) {
+            bestCount = count;
+            bestRow = y;
+        }
+    }
+    int found = 0;
+    for (int x = 0; x < image.width(); ++x) {
+        if (isLine(x, bestRow) && (x == 0 || !isLine(x - 1, bestRow)))
+            ++found;
+    }
+    QCOMPARE(found, pieces);
+}
+
 QQuickItem *HistoryViewTest::openHistoryPage()
 {
     m_app->openDashboard();
@@ -190,6 +241,10 @@ void HistoryViewTest::historyPageAtNinetyDays()
     for (const auto &[button, days] : ranges) {
         click(visibleItem(page, button));
         QCOMPARE(plot->rangeStart().secsTo(plot->rangeEnd()), days * 86400LL);
+        if (days == 1) {
+            QTest::qWait(50);
+            screenshot(m_app->dashboard().window(), "dashboard-history-24-hours");
+        }
     }
     const QStringList all{"Claude · 5-hour", "Claude · Weekly", "Claude · Opus",
                           "Codex · 5-hour",  "Codex · Weekly",  "Codex · 5-hour · GPT-5.1-Codex-Max"};

@@ -7,7 +7,6 @@
 // per column the first point, the lowest and highest (in the order they came)
 // and the last. Inside one column the full line only runs up and down between
 // those extremes, and the segments between columns are kept as they were, so
-// with round joins and caps both cover the same area: drawn antialiased they
-// set the same pixels, and only the shading of an edge pixel may differ (the
-// rasteriser adds up overlapping strokes approximately).
+// drawn as HistoryPlot::drawLine draws, both cover the same area: antialiased,
+// they set the same pixels, and only the shading of an edge pixel may differ.
 QList<QPoint> mergeColumns(const QList<QPoint> &polyline);

@@ -98,7 +98,20 @@ QColor HistoryPlot::seriesColour(qsizetype index)
 
 QPen HistoryPlot::linePen(const QColor &colour)
 {
-    return QPen(colour, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    return QPen(colour, 2, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin);
+}
+
+void HistoryPlot::drawLine(QPainter &painter, const QList<QPoint> &points)
+{
+    if (points.size() == 1) {
+        painter.drawPoint(points.constFirst());
+        return;
+    }
+    QList<QLine> segments;
+    segments.reserve(points.size());
+    for (qsizetype i = 1; i < points.size(); ++i)
+        segments.append(QLine(points[i - 1], points[i]));
+    painter.drawLines(segments);
 }
 
 void HistoryPlot::rebuild()
@@ -195,12 +208,8 @@ void HistoryPlot::paint(QPainter *painter)
         QList<QPointF> marks;
         const bool sparse = static_cast<double>(last - first) * markSpacing <= area.width();
         auto flush = [&] {
-            if (run.size() == 1)
-                painter->drawPoint(run.constFirst());
-            else if (run.size() > 1) {
-                const QList<QPoint> merged = mergeColumns(run);
-                painter->drawPolyline(merged.constData(), static_cast<int>(merged.size()));
-            }
+            if (!run.isEmpty())
+                drawLine(*painter, mergeColumns(run));
             run.clear();
         };
         qint64 previous = 0;
