@@ -1,6 +1,7 @@
 #include "storage/ArchiveFormat.h"
 
 #include "model/DateCoding.h"
+#include "model/JsonGrammar.h"
 
 #include <QHash>
 
@@ -444,7 +445,13 @@ Result<UsageArchive> decode(const QByteArray &file)
     // reads every byte.
     {
         simdjson::dom::parser validator;
-        if (validator.parse(input.data(), input.length(), false).error())
+        const simdjson::error_code error = validator.parse(input.data(), input.length(), false).error();
+        // simdjson also refuses what the grammar allows and this writer never
+        // writes: a lone surrogate escape, a number beyond a double. Such a
+        // document costs only the records that hold them.
+        if (error
+            && ((error != simdjson::STRING_ERROR && error != simdjson::NUMBER_ERROR)
+                || checkJsonGrammar(QByteArrayView(file))))
             return decodingError("it is not JSON");
     }
     simdjson::ondemand::parser parser;

@@ -188,6 +188,16 @@ void ArchiveFormatTest::damagedRecordCostsOnlyItself_data()
     QTest::newRow("plan not text") << QByteArray("\"planName\": \"Middle\"") << QByteArray("\"planName\": [5]");
     QTest::newRow("two window lists") << QByteArray("\"planName\": \"Middle\"")
                                       << QByteArray("\"planName\": \"Middle\", \"windows\": []");
+    // Grammatical, but no string or number this writer writes: the record goes.
+    QTest::newRow("lone surrogate") << QByteArray("\"planName\": \"Middle\"")
+                                    << QByteArray("\"planName\": \"Mid\\ud800dle\"");
+    QTest::newRow("lone low surrogate") << QByteArray("\"planName\": \"Middle\"")
+                                        << QByteArray("\"planName\": \"Mid\\udc00dle\"");
+    QTest::newRow("huge exponent") << QByteArray("\"usedPercent\": 7.5") << QByteArray("\"usedPercent\": 1e400");
+    QTest::newRow("exponent beyond 64 bits")
+        << QByteArray("\"usedPercent\": 7.5") << QByteArray("\"usedPercent\": 1e99999999999999999999");
+    QTest::newRow("window length with a fraction")
+        << QByteArray("\"windowMinutes\": 777") << QByteArray("\"windowMinutes\": 777.5");
 }
 
 void ArchiveFormatTest::damagedRecordCostsOnlyItself()
