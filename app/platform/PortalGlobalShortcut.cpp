@@ -44,11 +44,11 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, PortalShortcut &s
 
 // The keys with a name of their own, by keysym, as the desktop's keymap names them.
 constexpr std::array<std::pair<quint32, const char *>, 25> kKeyNames{{
-    {0xff0d, "Return"},   {0xff8d, "KP_Enter"}, {0xff09, "Tab"},  {0x0020, "space"}, {0xffff, "Delete"},
-    {0xff51, "Left"},     {0xff53, "Right"},    {0xff54, "Down"}, {0xff52, "Up"},    {0xff55, "Prior"},
-    {0xff56, "Next"},     {0xff50, "Home"},     {0xff57, "End"},  {0xffbe, "F1"},    {0xffbf, "F2"},
-    {0xffc0, "F3"},       {0xffc1, "F4"},       {0xffc2, "F5"},   {0xffc3, "F6"},    {0xffc4, "F7"},
-    {0xffc5, "F8"},       {0xffc6, "F9"},       {0xffc7, "F10"},  {0xffc8, "F11"},   {0xffc9, "F12"},
+    {0xff0d, "Return"}, {0xff8d, "KP_Enter"}, {0xff09, "Tab"},  {0x0020, "space"}, {0xffff, "Delete"},
+    {0xff51, "Left"},   {0xff53, "Right"},    {0xff54, "Down"}, {0xff52, "Up"},    {0xff55, "Prior"},
+    {0xff56, "Next"},   {0xff50, "Home"},     {0xff57, "End"},  {0xffbe, "F1"},    {0xffbf, "F2"},
+    {0xffc0, "F3"},     {0xffc1, "F4"},       {0xffc2, "F5"},   {0xffc3, "F6"},    {0xffc4, "F7"},
+    {0xffc5, "F8"},     {0xffc6, "F9"},       {0xffc7, "F10"},  {0xffc8, "F11"},   {0xffc9, "F12"},
 }};
 
 // A response code of our own for a call the portal refused outright.
@@ -142,10 +142,10 @@ void PortalGlobalShortcut::probe()
     auto *registered = new QDBusPendingCallWatcher(m_bus.asyncCall(registration), this);
     connect(registered, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher *call) {
         call->deleteLater();
-        const QDBusMessage get = QDBusMessage::createMethodCall(kService, kPath,
-                                                                QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                                QStringLiteral("Get"))
-                                 << kInterface << QStringLiteral("version");
+        const QDBusMessage get =
+            QDBusMessage::createMethodCall(kService, kPath, QStringLiteral("org.freedesktop.DBus.Properties"),
+                                           QStringLiteral("Get"))
+            << kInterface << QStringLiteral("version");
         auto *version = new QDBusPendingCallWatcher(m_bus.asyncCall(get), this);
         connect(version, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher *answer) {
             answer->deleteLater();

@@ -16,7 +16,6 @@
 #include <QProcess>
 #include <QtTest>
 
-
 class NotificationsTest : public QObject
 {
     Q_OBJECT

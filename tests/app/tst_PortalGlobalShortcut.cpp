@@ -105,7 +105,8 @@ void PortalGlobalShortcutTest::cleanup()
 void PortalGlobalShortcutTest::startPortal()
 {
     m_portal.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_portal.start("/usr/bin/python3", {"-m", "dbusmock", "--template", LIMITRA_FAKES_DIR "/global_shortcuts_portal.py"});
+    m_portal.start("/usr/bin/python3",
+                   {"-m", "dbusmock", "--template", LIMITRA_FAKES_DIR "/global_shortcuts_portal.py"});
     QVERIFY(m_portal.waitForStarted());
     QTRY_VERIFY_WITH_TIMEOUT(QDBusConnection::sessionBus().interface()->isServiceRegistered(kPortal).value(), 20000);
 }
@@ -115,9 +116,9 @@ void PortalGlobalShortcutTest::startPortal()
 void PortalGlobalShortcutTest::press(const QString &session)
 {
     const int seen = m_activationsSeen;
-    QVERIFY(DBusMock::emitSignal(kPortal, kPortalPath, kInterface, "Activated", "osta{sv}",
-                                 {QVariant::fromValue(QDBusObjectPath(session)), "toggle-panel", qulonglong(1),
-                                  QVariantMap()}));
+    QVERIFY(DBusMock::emitSignal(
+        kPortal, kPortalPath, kInterface, "Activated", "osta{sv}",
+        {QVariant::fromValue(QDBusObjectPath(session)), "toggle-panel", qulonglong(1), QVariantMap()}));
     QTRY_COMPARE(m_activationsSeen, seen + 1);
 }
 
