@@ -3,8 +3,7 @@
 CreateSession and BindShortcuts answer through a Request object's Response
 signal, as the portal does; every call is recorded (org.freedesktop.DBus.Mock
 GetCalls). A test presses the shortcut by emitting Activated through the
-mock's EmitSignal. The parameter "bind_response" is BindShortcuts' response
-code (0: bound, 1: the user cancelled).
+mock's EmitSignal.
 '''
 
 import dbus
@@ -23,7 +22,6 @@ SESSION_IFACE = 'org.freedesktop.portal.Session'
 def load(mock, parameters):
     mock.AddProperty(MAIN_IFACE, 'version', dbus.UInt32(1))
     mock.AddMethod('org.freedesktop.host.portal.Registry', 'Register', 'sa{sv}', '', '')
-    mockobject.bind_response = int(parameters.get('bind_response', 0))
 
 
 def _caller(sender):
@@ -51,4 +49,4 @@ def CreateSession(self, options, sender):
 def BindShortcuts(self, session, shortcuts, parent_window, options, sender):
     bound = dbus.Array([dbus.Struct((shortcut_id, dbus.Dictionary(properties, signature='sv')))
                         for shortcut_id, properties in shortcuts], signature='(sa{sv})')
-    return _respond(sender, options, mockobject.bind_response, {'shortcuts': bound})
+    return _respond(sender, options, 0, {'shortcuts': bound})
