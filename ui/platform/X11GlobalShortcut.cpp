@@ -176,6 +176,15 @@ bool X11GlobalShortcut::nativeEventFilter(const QByteArray &eventType, void *mes
         return false;
     const auto *event = static_cast<const xcb_generic_event_t *>(message);
     const uint8_t type = event->response_type & 0x7f;
+    if (type == XCB_FOCUS_OUT) {
+        // A key grab on the root window (ours, or one of the window manager's
+        // shortcuts) holds the focus only while the key is down, and the
+        // focused window hears of it as a focus loss. The panel would close
+        // on it before the press toggles it, and open again; a real move of
+        // the focus comes as an event of its own.
+        const auto *focus = static_cast<const xcb_focus_out_event_t *>(message);
+        return focus->mode == XCB_NOTIFY_MODE_GRAB && focus->detail == XCB_NOTIFY_DETAIL_ANCESTOR;
+    }
     if (type != XCB_KEY_PRESS && type != XCB_KEY_RELEASE)
         return false;
     // Press and release events share their layout.
