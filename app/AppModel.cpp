@@ -23,14 +23,6 @@
 
 namespace {
 
-// Until the desktop's hot keys are wired up, there is no global shortcut.
-class NoShortcuts : public ShortcutRegistrar
-{
-public:
-    Result<void> registerShortcut(const GlobalShortcut &, std::function<void()>) override { return {}; }
-    void unregisterShortcut() override {}
-};
-
 // A collector that fails is shown as an error snapshot, never as a lost round.
 ProviderSnapshot errorSnapshot(UsageProvider provider, const Error &error)
 {
@@ -50,7 +42,7 @@ AppModel::Services::~Services() = default;
 AppModel::Services::Services(Services &&) noexcept = default;
 AppModel::Services &AppModel::Services::operator=(Services &&) noexcept = default;
 
-AppModel::Services AppModel::Services::real()
+AppModel::Services AppModel::Services::real(std::unique_ptr<ShortcutRegistrar> shortcuts)
 {
     Services services;
     services.makeCollector = [](UsageProvider provider,
@@ -68,7 +60,7 @@ AppModel::Services AppModel::Services::real()
     services.executablePath = [] { return FileSystem::currentExecutablePath(); };
     services.loginItems =
         std::make_unique<LaunchAtLoginManager>(FileSystem::currentExecutablePath().value_or(QString()));
-    services.shortcuts = std::make_unique<NoShortcuts>();
+    services.shortcuts = std::move(shortcuts);
     services.exportWidget = [](const QMap<UsageProvider, ProviderSnapshot> &latest) {
         (void)WidgetSnapshotStore::exportLatest(latest); // a widget file that cannot be written is no error
     };
@@ -92,6 +84,8 @@ AppModel::AppModel(Services services, QObject *parent)
     m_alertThreshold = preferences.alertThreshold();
     m_storedShowsMenuBarIcon = preferences.showsMenuBarIcon();
 
+    m_services.notifier->setOpenDashboardAction([this] { Q_EMIT dashboardRequested(); });
+    m_services.shortcuts->setLateFailureHandler([this](const Error &error) { setShortcutError(error.description()); });
     applyShortcut();
     applyActivationPolicy();
 
@@ -106,12 +100,8 @@ AppModel::AppModel(Services services, QObject *parent)
 AppModel::~AppModel()
 {
     m_services.shortcuts->unregisterShortcut();
-}
-
-AppModel &AppModel::shared()
-{
-    static AppModel *instance = new AppModel(Services::real());
-    return *instance;
+    m_services.shortcuts->setLateFailureHandler(nullptr);
+    m_services.notifier->setOpenDashboardAction(nullptr);
 }
 
 QList<UsageProvider> AppModel::visibleProviders() const

@@ -86,15 +86,13 @@ public:
         std::function<void(const QMap<UsageProvider, ProviderSnapshot> &)> exportWidget;
         std::chrono::milliseconds refreshInterval{std::chrono::seconds(180)};
 
-        // The real ones: collectors, files, D-Bus notifications, autostart.
-        static Services real();
+        // The real ones: collectors, files, D-Bus notifications, autostart,
+        // and the desktop's hot keys, which the graphical shell chooses.
+        static Services real(std::unique_ptr<ShortcutRegistrar> shortcuts);
     };
 
     explicit AppModel(Services services, QObject *parent = nullptr);
     ~AppModel() override;
-
-    // The application's single instance (created with the real services).
-    static AppModel &shared();
 
     // --- State -------------------------------------------------------------
     const QMap<UsageProvider, ProviderSnapshot> &latest() const { return m_latest; }

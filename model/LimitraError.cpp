@@ -31,6 +31,11 @@ LimitraError LimitraError::shortcutUnavailable(const QString &shortcutLabel)
     return {Kind::shortcutUnavailable, shortcutLabel};
 }
 
+LimitraError LimitraError::globalShortcutsUnsupported()
+{
+    return {Kind::globalShortcutsUnsupported, QString()};
+}
+
 LimitraError LimitraError::integrationNotConfigured()
 {
     return {Kind::integrationNotConfigured, QString()};
@@ -49,6 +54,9 @@ QString LimitraError::description() const
         return QStringLiteral("The provider returned an unsupported response: %1").arg(m_payload);
     case Kind::shortcutUnavailable:
         return QStringLiteral("%1 is already used by another app. Pick a different shortcut.").arg(m_payload);
+    case Kind::globalShortcutsUnsupported:
+        return QStringLiteral("This desktop offers applications no global shortcuts: bind the command "
+                              "limitra --toggle-panel to a key in its keyboard settings instead.");
     case Kind::integrationNotConfigured:
         return QStringLiteral("Claude integration is not configured yet.");
     }

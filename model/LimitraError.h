@@ -13,6 +13,7 @@ public:
         timeout,
         invalidResponse,
         shortcutUnavailable,
+        globalShortcutsUnsupported,
         integrationNotConfigured,
     };
 
@@ -21,6 +22,8 @@ public:
     static LimitraError timeout(const QString &step);
     static LimitraError invalidResponse(const QString &detail);
     static LimitraError shortcutUnavailable(const QString &shortcutLabel);
+    // The desktop lets no application register a global shortcut.
+    static LimitraError globalShortcutsUnsupported();
     static LimitraError integrationNotConfigured();
 
     Kind kind() const { return m_kind; }

@@ -2,26 +2,65 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QPointer>
 #include <QVariantMap>
 
 namespace {
 
 const QString kApplicationId = QStringLiteral("com.limitra.Limitra");
+const QString kService = QStringLiteral("org.freedesktop.Notifications");
+const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
+const QString kInterface = QStringLiteral("org.freedesktop.Notifications");
+const QString kOpenDashboard = QStringLiteral("open-dashboard");
+// A click on the notification itself, where the server has such a thing.
+const QString kDefaultAction = QStringLiteral("default");
 
 } // namespace
+
+FreedesktopNotifier::FreedesktopNotifier(QObject *parent)
+    : QObject(parent)
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bus.connect(kService, kPath, kInterface, QStringLiteral("ActionInvoked"), this, SLOT(actionInvoked(uint, QString)));
+    bus.connect(kService, kPath, kInterface, QStringLiteral("NotificationClosed"), this,
+                SLOT(notificationClosed(uint, uint)));
+}
 
 void FreedesktopNotifier::post(const QString &identifier, const QString &title, const QString &body)
 {
     Q_UNUSED(identifier);
-    QDBusMessage notify = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
-        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
+    QDBusMessage notify = QDBusMessage::createMethodCall(kService, kPath, kInterface, QStringLiteral("Notify"));
     const QVariantMap hints{
         {QStringLiteral("desktop-entry"), kApplicationId},
         {QStringLiteral("urgency"), QVariant::fromValue(uchar(1))}, // normal
     };
-    notify << QStringLiteral("Limitra") << quint32(0) << kApplicationId << title << body << QStringList() << hints
+    const QStringList actions{kDefaultAction, QStringLiteral("Open Dashboard"), kOpenDashboard,
+                              QStringLiteral("Open Dashboard")};
+    notify << QStringLiteral("Limitra") << quint32(0) << kApplicationId << title << body << actions << hints
            << qint32(-1);
-    // Fire and forget: a missing notification service is no error of ours.
-    QDBusConnection::sessionBus().send(notify);
+    // A missing notification service is no error of ours; only the id of a
+    // shown notification matters, for its button.
+    auto *watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(notify), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher *call) {
+        const QDBusPendingReply<uint> reply = *call;
+        if (reply.isValid())
+            m_shown.insert(reply.value());
+        call->deleteLater();
+    });
+}
+
+void FreedesktopNotifier::actionInvoked(uint id, const QString &actionKey)
+{
+    if (!m_shown.contains(id) || (actionKey != kOpenDashboard && actionKey != kDefaultAction))
+        return;
+    if (m_openDashboard)
+        m_openDashboard();
+}
+
+void FreedesktopNotifier::notificationClosed(uint id, uint reason)
+{
+    Q_UNUSED(reason);
+    m_shown.remove(id);
 }

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <functional>
+
 // Desktop notifications, as the usage alerts need them.
 class Notifier
 {
@@ -11,4 +13,6 @@ public:
     virtual void requestPermission() = 0;
     // Shows a notification now; the outcome is not observed.
     virtual void post(const QString &identifier, const QString &title, const QString &body) = 0;
+    // What the notification's "Open Dashboard" button does, where the desktop shows buttons.
+    virtual void setOpenDashboardAction(std::function<void()> action) { (void)action; }
 };

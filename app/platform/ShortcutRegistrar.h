@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/Error.h"
 #include "model/GlobalShortcut.h"
 #include "model/Result.h"
 
@@ -16,4 +17,8 @@ public:
     // gone either way.
     virtual Result<void> registerShortcut(const GlobalShortcut &shortcut, std::function<void()> action) = 0;
     virtual void unregisterShortcut() = 0;
+    // Where the desktop answers later (through a portal), a failure that comes
+    // after registerShortcut returned goes to `report`; answers about an
+    // earlier registration are dropped.
+    virtual void setLateFailureHandler(std::function<void(const Error &)> report) { (void)report; }
 };

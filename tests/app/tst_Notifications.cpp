@@ -4,6 +4,7 @@
 #include "app/AppModel.h"
 #include "app/platform/FreedesktopNotifier.h"
 #include "tests/app/AppFakes.h"
+#include "tests/app/DBusMockCalls.h"
 #include "tests/support/TestHome.h"
 
 #include <QDBusArgument>
@@ -15,60 +16,36 @@
 #include <QProcess>
 #include <QtTest>
 
-namespace {
-
-// One call the stand-in recorded: a(tsav).
-struct RecordedCall {
-    qulonglong time = 0;
-    QString method;
-    QVariantList arguments;
-};
-
-const QDBusArgument &operator>>(const QDBusArgument &argument, RecordedCall &call)
-{
-    argument.beginStructure();
-    argument >> call.time >> call.method >> call.arguments;
-    argument.endStructure();
-    return argument;
-}
-
-QDBusArgument &operator<<(QDBusArgument &argument, const RecordedCall &call)
-{
-    argument.beginStructure();
-    argument << call.time << call.method << call.arguments;
-    argument.endStructure();
-    return argument;
-}
-
-} // namespace
-
-Q_DECLARE_METATYPE(RecordedCall)
-
 class NotificationsTest : public QObject
 {
     Q_OBJECT
 
+public Q_SLOTS:
+    void actionSeen(uint, const QString &) { ++m_actionsSeen; }
+
 private:
     QProcess m_server;
+    int m_actionsSeen = 0;
 
     QList<RecordedCall> calls() const
     {
-        const QDBusMessage request = QDBusMessage::createMethodCall(
-            "org.freedesktop.Notifications", "/org/freedesktop/Notifications", "org.freedesktop.DBus.Mock", "GetCalls");
-        const QDBusReply<QList<RecordedCall>> reply = QDBusConnection::sessionBus().call(request);
-        return reply.isValid() ? reply.value() : QList<RecordedCall>();
+        return DBusMock::calls("org.freedesktop.Notifications", "/org/freedesktop/Notifications");
+    }
+    void invokeAction(uint id, const QString &key) const
+    {
+        QVERIFY(DBusMock::emitSignal("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                                     "org.freedesktop.Notifications", "ActionInvoked", "us", {id, key}));
     }
 
 private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
-    void thresholdCrossingPostsOnceWithTheExactArguments();
+    void thresholdCrossingPostsOnceWithTheExactArgumentsAndItsButtonOpensTheDashboard();
 };
 
 void NotificationsTest::initTestCase()
 {
-    qDBusRegisterMetaType<RecordedCall>();
-    qDBusRegisterMetaType<QList<RecordedCall>>();
+    DBusMock::registerTypes();
     QVERIFY2(QDBusConnection::sessionBus().isConnected(), "run under dbus-run-session");
     m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_server.start("/usr/bin/python3", {"-m", "dbusmock", "--template", "notification_daemon"});
@@ -83,7 +60,7 @@ void NotificationsTest::cleanupTestCase()
     m_server.waitForFinished();
 }
 
-void NotificationsTest::thresholdCrossingPostsOnceWithTheExactArguments()
+void NotificationsTest::thresholdCrossingPostsOnceWithTheExactArgumentsAndItsButtonOpensTheDashboard()
 {
     TestHome home;
     home.activate();
@@ -116,7 +93,8 @@ void NotificationsTest::thresholdCrossingPostsOnceWithTheExactArguments()
     QCOMPARE(arguments[2].toString(), QStringLiteral("com.limitra.Limitra"));
     QCOMPARE(arguments[3].toString(), QStringLiteral("Claude usage is 93%"));
     QCOMPARE(arguments[4].toString(), QStringLiteral("5-hour limit · Resets in 2 hr."));
-    QCOMPARE(qdbus_cast<QStringList>(arguments[5]), QStringList());
+    QCOMPARE(qdbus_cast<QStringList>(arguments[5]),
+             QStringList({"default", "Open Dashboard", "open-dashboard", "Open Dashboard"}));
     const QVariantMap hints = qdbus_cast<QVariantMap>(arguments[6]);
     QCOMPARE(hints.size(), 2);
     QCOMPARE(hints.value("desktop-entry").toString(), QStringLiteral("com.limitra.Limitra"));
@@ -127,6 +105,19 @@ void NotificationsTest::thresholdCrossingPostsOnceWithTheExactArguments()
     round(); // the same window in the same period
     QTest::qWait(300);
     QCOMPARE(calls().size(), 1);
+
+    // The button opens the dashboard; the same signal about another
+    // application's notification (it goes to every client) does nothing.
+    // This test hears the signals too, in order: once it has heard the last,
+    // the notifier has seen the other one.
+    QVERIFY(QDBusConnection::sessionBus().connect("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                                                  "org.freedesktop.Notifications", "ActionInvoked", this,
+                                                  SLOT(actionSeen(uint, QString))));
+    QSignalSpy dashboard(&model, &AppModel::dashboardRequested);
+    invokeAction(7, "open-dashboard");
+    invokeAction(1, "open-dashboard"); // the stand-in's first id
+    QTRY_COMPARE(m_actionsSeen, 2);
+    QTRY_COMPARE(dashboard.count(), 1);
 }
 
 QTEST_GUILESS_MAIN(NotificationsTest)

@@ -69,11 +69,11 @@ QProcessEnvironment DesktopSession::environment(QProcessEnvironment base) const
 }
 
 QProcess *DesktopSession::start(const QString &program, const QStringList &arguments,
-                                const QProcessEnvironment &environment)
+                                const QProcessEnvironment &environment, QProcess::ProcessChannelMode errors)
 {
     auto process = std::make_unique<QProcess>();
     process->setProcessEnvironment(environment);
-    process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process->setProcessChannelMode(errors);
     process->setStandardOutputFile(QProcess::nullDevice());
     process->start(program, arguments);
     process->waitForStarted(10000);
@@ -128,6 +128,11 @@ void DesktopSession::click(const QPoint &position, Pause pause) const
         QThread::msleep(800); // GTK's double-click time is 400 ms
     run(QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QString::number(position.x()),
                                     QString::number(position.y()), QStringLiteral("click"), QStringLiteral("1")});
+}
+
+void DesktopSession::key(const QString &keys) const
+{
+    run(QStringLiteral("xdotool"), {QStringLiteral("key"), keys});
 }
 
 QList<QRect> DesktopSession::windowsInTree(const QString &title) const

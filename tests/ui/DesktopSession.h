@@ -26,8 +26,10 @@ public:
     QProcessEnvironment environment(QProcessEnvironment base) const;
     QDBusConnection bus() const { return QDBusConnection(m_busName); }
 
-    // Starts a program that lives until the session ends (or `stop`).
-    QProcess *start(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment);
+    // Starts a program that lives until the session ends (or `stop`). Its
+    // standard error goes to the test's unless `errors` says otherwise.
+    QProcess *start(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment,
+                    QProcess::ProcessChannelMode errors = QProcess::ForwardedErrorChannel);
     static void stop(QProcess *process);
 
     // Visible top-level windows titled `title`, by their geometry on the screen.
@@ -39,6 +41,9 @@ public:
     // double click (a tray host may drop those).
     enum class Pause { none, pastDoubleClick };
     void click(const QPoint &position, Pause pause = Pause::none) const;
+    // Types keys as `xdotool key` names them ("ctrl+shift+a", "Num_Lock").
+    void key(const QString &keys) const;
+    QString display() const { return m_display; }
 
     // What the screen shows inside `area`, as a person would see it.
     QImage grab(const QRect &area) const;

@@ -1,8 +1,10 @@
 // The real executable on a desktop of its own (Xvfb, a private session bus,
-// tray hosts from Debian packages, clicks from xdotool): the tray icon on each
-// kind of tray, the panel under the click, one instance per session, and one
-// whole round with fake `codex` and `claude` that every output agrees on.
+// tray hosts from Debian packages, clicks and keys from xdotool): the tray
+// icon on each kind of tray, the panel under the click and under the global
+// shortcut, one instance per session, and one whole round with fake `codex`
+// and `claude` that every output agrees on.
 #include "DesktopSession.h"
+#include "app/Preferences.h"
 #include "storage/ArchiveFormat.h"
 #include "tests/support/FakeTools.h"
 #include "tests/support/ResultChecks.h"
@@ -20,6 +22,8 @@
 #include <QJsonObject>
 #include <QtEndian>
 #include <QtTest>
+
+#include <xcb/xcb.h>
 
 namespace {
 
@@ -63,6 +67,57 @@ QString described(const QList<QRect> &windows)
     return "windows: " + sizes.join(' ');
 }
 
+// Ctrl+Shift+A, as the recorder stores it.
+const GlobalShortcut kControlShiftA{0x61, GlobalShortcut::control | GlobalShortcut::shift, "A"};
+constexpr uint16_t kControlShiftMask = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT;
+
+// Another X client of the display, holding key combinations as another
+// application would.
+class OtherClient
+{
+public:
+    explicit OtherClient(const QString &display)
+        : m_connection(xcb_connect(display.toLocal8Bit().constData(), nullptr))
+    {
+        if (!xcb_connection_has_error(m_connection))
+            m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+    }
+    ~OtherClient() { xcb_disconnect(m_connection); }
+
+    // The key that types `keysym` unshifted.
+    xcb_keycode_t keycode(xcb_keysym_t keysym) const
+    {
+        const xcb_setup_t *setup = xcb_get_setup(m_connection);
+        const auto count = static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1);
+        xcb_get_keyboard_mapping_reply_t *mapping = xcb_get_keyboard_mapping_reply(
+            m_connection, xcb_get_keyboard_mapping(m_connection, setup->min_keycode, count), nullptr);
+        xcb_keycode_t found = 0;
+        if (mapping) {
+            const xcb_keysym_t *keysyms = xcb_get_keyboard_mapping_keysyms(mapping);
+            for (int i = 0; i < count && !found; ++i) {
+                if (keysyms[i * mapping->keysyms_per_keycode] == keysym)
+                    found = static_cast<xcb_keycode_t>(setup->min_keycode + i);
+            }
+        }
+        std::free(mapping);
+        return found;
+    }
+
+    // False when another client holds it.
+    bool grab(xcb_keycode_t keycode, uint16_t modifiers) const
+    {
+        xcb_generic_error_t *error =
+            xcb_request_check(m_connection, xcb_grab_key_checked(m_connection, 1, m_root, modifiers, keycode,
+                                                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+        std::free(error);
+        return error == nullptr;
+    }
+
+private:
+    xcb_connection_t *m_connection;
+    xcb_window_t m_root = XCB_WINDOW_NONE;
+};
+
 } // namespace
 
 class DesktopSessionTest : public QObject
@@ -77,9 +132,16 @@ private Q_SLOTS:
     void xembedTrayGetsTheIcon();
     void withoutTrayTheDashboardOpensAndALaterHostGetsTheIcon();
     void oneInstancePerSession();
+    void shortcutTogglesThePanelWithNumLockOnAndOff();
+    void aCombinationAnotherClientHoldsIsReported();
 
 private:
-    QProcess *startLimitra();
+    QProcess *startLimitra(QProcess::ProcessChannelMode errors = QProcess::ForwardedErrorChannel);
+    // What the recorder would have stored.
+    void storeShortcut(const GlobalShortcut &shortcut) const
+    {
+        Preferences(m_home->configHome() + "/Limitra/Limitra.conf").setMenuBarShortcut(shortcut);
+    }
     void startStatusNotifierHost();
     // The registered item's service name, once there is one.
     QString registeredItem() const;
@@ -118,9 +180,9 @@ void DesktopSessionTest::cleanup()
     m_home.reset();
 }
 
-QProcess *DesktopSessionTest::startLimitra()
+QProcess *DesktopSessionTest::startLimitra(QProcess::ProcessChannelMode errors)
 {
-    return m_session->start(LIMITRA_EXECUTABLE, {}, m_environment);
+    return m_session->start(LIMITRA_EXECUTABLE, {}, m_environment, errors);
 }
 
 void DesktopSessionTest::startStatusNotifierHost()
@@ -338,6 +400,49 @@ void DesktopSessionTest::oneInstancePerSession()
     QByteArray errors;
     QCOMPARE(runLimitra({"--toggle-panel"}, &errors), 1);
     QCOMPARE(errors, QByteArray("Limitra is not running.\n"));
+}
+
+void DesktopSessionTest::shortcutTogglesThePanelWithNumLockOnAndOff()
+{
+    storeShortcut(kControlShiftA);
+    startStatusNotifierHost();
+    if (QTest::currentTestFailed())
+        return;
+    startLimitra();
+    QTRY_VERIFY_WITH_TIMEOUT(!registeredItem().isEmpty(), 30000);
+
+    for (const bool numLock : {false, true}) {
+        if (numLock)
+            m_session->key("Num_Lock");
+        m_session->key("ctrl+shift+a");
+        QTRY_VERIFY2_WITH_TIMEOUT(limitraWindows(kPanelWidth).size() == 1, numLock ? "NumLock on" : "NumLock off",
+                                  10000);
+        m_session->key("ctrl+shift+a");
+        QTRY_VERIFY2_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), numLock ? "NumLock on" : "NumLock off", 10000);
+    }
+    // CapsLock is a lock of its own.
+    m_session->key("Caps_Lock");
+    m_session->key("ctrl+shift+a");
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kPanelWidth).size(), 1, 10000);
+}
+
+void DesktopSessionTest::aCombinationAnotherClientHoldsIsReported()
+{
+    storeShortcut(kControlShiftA);
+    // The other application holds only the combination with NumLock on, so
+    // Limitra gets the plain one before it learns the rest is taken.
+    OtherClient other(m_session->display());
+    const xcb_keycode_t a = other.keycode(0x61);
+    QVERIFY(a != 0);
+    QVERIFY(other.grab(a, kControlShiftMask | XCB_MOD_MASK_2));
+    QProcess *limitra = startLimitra(QProcess::SeparateChannels);
+    QByteArray errors;
+    QTRY_VERIFY2_WITH_TIMEOUT((errors += limitra->readAllStandardError())
+                                  .contains("Ctrl+Shift+A is already used by another app. Pick a different shortcut."),
+                              errors.constData(), 30000);
+    // And it let go of what it held: the plain combination is free again.
+    QVERIFY(other.grab(a, kControlShiftMask));
+    QCOMPARE(limitra->state(), QProcess::Running);
 }
 
 int main(int argc, char **argv)

@@ -12,12 +12,6 @@
 
 namespace {
 
-xcb_connection_t *connection()
-{
-    auto *x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return x11 ? x11->connection() : nullptr;
-}
-
 xcb_atom_t atom(xcb_connection_t *connection, const QByteArray &name)
 {
     const xcb_intern_atom_cookie_t cookie =
@@ -48,6 +42,20 @@ xcb_screen_t *defaultScreen(xcb_connection_t *connection, int *number)
 } // namespace
 
 namespace X11Desktop {
+
+xcb_connection_t *connection()
+{
+    auto *x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return x11 ? x11->connection() : nullptr;
+}
+
+xcb_window_t rootWindow()
+{
+    xcb_connection_t *x = connection();
+    int screen = 0;
+    const xcb_screen_t *found = x ? defaultScreen(x, &screen) : nullptr;
+    return found ? found->root : xcb_window_t(XCB_WINDOW_NONE);
+}
 
 bool isActive()
 {

@@ -3,11 +3,15 @@
 #include "app/AppModel.h"
 #include "app/Preferences.h"
 #include "app/UpdaterModel.h"
+#include "app/platform/PortalGlobalShortcut.h"
 #include "ui/menubar/TrayIcon.h"
+#include "ui/platform/X11Desktop.h"
+#include "ui/platform/X11GlobalShortcut.h"
 #include "ui/shell/SingleInstance.h"
 
 #include <QApplication>
 #include <QCursor>
+#include <QDBusConnection>
 #include <QQuickStyle>
 #include <QQuickWindow>
 
@@ -93,6 +97,24 @@ bool hasDisplay()
     return false;
 }
 
+// A grab through XWayland sees keys only while an X11 window has the focus,
+// so a Wayland session takes the portal even when Qt runs on xcb.
+std::unique_ptr<ShortcutRegistrar> desktopShortcuts()
+{
+    const bool wayland = QGuiApplication::platformName().startsWith(QStringLiteral("wayland"))
+                         || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    if (!wayland && X11Desktop::isActive())
+        return std::make_unique<X11GlobalShortcut>();
+    return std::make_unique<PortalGlobalShortcut>(QDBusConnection::sessionBus());
+}
+
+// Someone who started Limitra from a terminal learns there why the shortcut does nothing.
+void logShortcutError(const AppModel &model)
+{
+    if (const std::optional<QString> error = model.shortcutError())
+        qWarning("Limitra: %s", qPrintable(*error));
+}
+
 } // namespace
 
 int runLimitraApplication(int argc, char **argv)
@@ -116,7 +138,10 @@ int runLimitraApplication(int argc, char **argv)
     if (instance.claim() == SingleInstance::Claim::runningElsewhere)
         return SingleInstance::ask(QStringLiteral("ShowDashboard")) ? 0 : 1;
 
-    AppModel &model = AppModel::shared();
+    // Never destroyed: a round's background work may still refer to its services at exit.
+    AppModel &model = *new AppModel(AppModel::Services::real(desktopShortcuts()));
+    logShortcutError(model);
+    QObject::connect(&model, &AppModel::shortcutErrorChanged, &model, [&model] { logShortcutError(model); });
     UpdaterModel &updater = UpdaterModel::shared();
     LimitraApplication shell(model, updater, Preferences::defaultPath());
     QObject::connect(&instance, &SingleInstance::dashboardRequested, &shell, &LimitraApplication::openDashboard);
