@@ -11,6 +11,9 @@ constexpr double kDailyKeep = 0.933;
 // Seconds of made-up observation at the level above that an hour starts from.
 constexpr double kPriorSeconds = 3600;
 constexpr double kLongestInterval = 8 * 86400;
+// Habits keep to the clock only roughly (lunch at noon give or take half an
+// hour): each hour's rate takes this share from each neighbouring hour.
+constexpr double kNeighbourShare = 0.25;
 
 long long floorDiv(double value, double divisor)
 {
@@ -24,7 +27,10 @@ int hourOfWeek(double at)
     return static_cast<int>(((hours % 168) + 168) % 168);
 }
 
-bool isWeekend(int hourOfWeek) { return hourOfWeek >= 5 * 24; }
+bool isWeekend(int hourOfWeek)
+{
+    return hourOfWeek >= 5 * 24;
+}
 
 } // namespace
 
@@ -77,6 +83,7 @@ void UsageProfile::refreshRates() const
 {
     const double overall = m_totalOpen > 0 ? m_totalUsed / m_totalOpen : 0;
     std::array<double, 48> kindUsed{}, kindOpen{};
+    std::array<double, 168> raw{};
     for (int hour = 0; hour < 168; ++hour) {
         const auto kind = static_cast<std::size_t>((isWeekend(hour) ? 24 : 0) + hour % 24);
         kindUsed[kind] += m_used[static_cast<std::size_t>(hour)];
@@ -86,7 +93,13 @@ void UsageProfile::refreshRates() const
         const auto kind = static_cast<std::size_t>((isWeekend(hour) ? 24 : 0) + hour % 24);
         const double kindRate = (kindUsed[kind] + overall * kPriorSeconds) / (kindOpen[kind] + kPriorSeconds);
         const auto index = static_cast<std::size_t>(hour);
-        m_rates[index] = (m_used[index] + kindRate * kPriorSeconds) / (m_open[index] + kPriorSeconds);
+        raw[index] = (m_used[index] + kindRate * kPriorSeconds) / (m_open[index] + kPriorSeconds);
+    }
+    for (int hour = 0; hour < 168; ++hour) {
+        const auto index = static_cast<std::size_t>(hour);
+        m_rates[index] = (1 - 2 * kNeighbourShare) * raw[index]
+                         + kNeighbourShare * raw[static_cast<std::size_t>((hour + 167) % 168)]
+                         + kNeighbourShare * raw[static_cast<std::size_t>((hour + 1) % 168)];
     }
     m_ratesValid = true;
 }

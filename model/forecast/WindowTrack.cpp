@@ -6,6 +6,7 @@
 namespace {
 
 constexpr double kSlot = 900;
+constexpr double kKeptReadings = 3600;
 // A reset time that moves by less than this still names the same window.
 constexpr double kResetTolerance = 600;
 // Before this much open time has been seen, the rates mean little.
@@ -15,6 +16,8 @@ constexpr double kLeastHistory = 2 * 3600;
 constexpr double kPriorPersistence = 0.7;
 constexpr double kPriorPairs = 20;
 constexpr double kPairKeep = 0.999;
+// Percentage points of usage, as expected, that the intensity of a window starts from.
+constexpr double kIntensityPrior = 5;
 // Nothing is forecast further ahead than this.
 constexpr double kLongestHorizon = 35 * 86400;
 
@@ -38,10 +41,9 @@ void WindowTrack::observe(double at, const UsageWindow &window)
         return;
     const double used = window.usedPercent;
     const std::optional<double> resetsAt = seconds(window.resetsAt);
-    const std::optional<double> length =
-        window.windowMinutes && *window.windowMinutes > 0
-            ? std::optional<double>(static_cast<double>(*window.windowMinutes) * 60.0)
-            : std::nullopt;
+    const std::optional<double> length = window.windowMinutes && *window.windowMinutes > 0
+                                             ? std::optional<double>(static_cast<double>(*window.windowMinutes) * 60.0)
+                                             : std::nullopt;
 
     const bool open = resetsAt && *resetsAt > at;
     const bool sameWindow = m_seen && open && m_lastReset && *m_lastReset > m_lastAt
@@ -52,6 +54,9 @@ void WindowTrack::observe(double at, const UsageWindow &window)
             learnInterval(m_lastAt, at, std::clamp(used - m_lastUsed, 0.0, 100.0));
     } else {
         m_recent.clear();
+        m_windowStart.reset();
+        if (open)
+            m_windowStart = Reading{at, used};
         if (open && length && used >= 0 && used < 100) {
             // A window that began since the last look (or within the last
             // hour) has used exactly what it shows since it began.
@@ -59,12 +64,13 @@ void WindowTrack::observe(double at, const UsageWindow &window)
             if (start <= at && (!m_seen || start >= m_lastAt) && at - start <= 3600) {
                 learnInterval(start, at, used);
                 m_recent.push_back({start, 0});
+                m_windowStart = Reading{start, 0};
             }
         }
     }
     if (open && at >= (m_recent.empty() ? at : m_recent.back().at))
         m_recent.push_back({at, used});
-    while (m_recent.size() > 2 && m_recent[1].at <= at - 3600)
+    while (m_recent.size() > 2 && m_recent[1].at <= at - kKeptReadings)
         m_recent.pop_front();
 
     m_seen = true;
@@ -117,8 +123,7 @@ void WindowTrack::finishSlot()
         m_previousValid = false;
         return;
     }
-    const double excess =
-        m_slotUsed / m_slotOpen - m_profile.rateAt((static_cast<double>(m_slot) + 0.5) * kSlot);
+    const double excess = m_slotUsed / m_slotOpen - m_profile.rateAt((static_cast<double>(m_slot) + 0.5) * kSlot);
     if (m_previousValid && m_previousSlot == m_slot - 1) {
         m_pairProducts = m_pairProducts * kPairKeep + m_previousExcess * excess;
         m_pairSquares = m_pairSquares * kPairKeep + m_previousExcess * m_previousExcess;
@@ -140,7 +145,7 @@ double WindowTrack::persistence() const
 }
 
 // The rate of the last quarter hour above (or below) the usual one.
-double WindowTrack::recentExcess() const
+double WindowTrack::recentExcess(double scale) const
 {
     if (m_recent.size() < 2)
         return 0;
@@ -166,7 +171,25 @@ double WindowTrack::recentExcess() const
     if (span < kSlot / 3)
         return 0;
     const double rate = std::max(0.0, last.used - usedThen) / span;
-    return rate - m_profile.rateAt(last.at - span / 2);
+    return rate - scale * m_profile.rateAt(last.at - span / 2);
+}
+
+// How much more (or less) the open window has been used than the profile
+// expected over the same hours, drawn towards 1 while little is known.
+double WindowTrack::intensity() const
+{
+    if (!m_windowStart || m_recent.empty())
+        return 1;
+    const double from = m_windowStart->at;
+    const double to = m_recent.back().at;
+    double expected = 0;
+    for (double t = from; t < to;) {
+        const double next = std::min(to, (std::floor(t / kSlot) + 1) * kSlot);
+        expected += m_profile.rateAt((t + next) / 2) * (next - t);
+        t = next;
+    }
+    const double used = std::max(0.0, m_recent.back().used - m_windowStart->used);
+    return std::clamp((used + kIntensityPrior) / (expected + kIntensityPrior), 0.2, 5.0);
 }
 
 std::optional<double> WindowTrack::runsOutAt(double now, double used, double resetsAt) const
@@ -175,15 +198,15 @@ std::optional<double> WindowTrack::runsOutAt(double now, double used, double res
         return std::nullopt;
     double remaining = 100 - std::max(used, 0.0);
     const double phi = persistence();
-    const double excess = m_recent.size() >= 2 ? recentExcess() : 0;
-    const double end = std::min(resetsAt, now + kLongestHorizon);
+    const double scale = intensity();
+    const double excess = m_recent.size() >= 2 ? recentExcess(scale) : 0;
     const double excessFrom = m_recent.empty() ? now : m_recent.back().at;
-    double t = now;
-    while (t < end) {
+    const double end = std::min(resetsAt, now + kLongestHorizon);
+    for (double t = now; t < end;) {
         const double next = std::min(end, (std::floor(t / kSlot) + 1) * kSlot);
         const double middle = (t + next) / 2;
         const double carried = excess * std::pow(phi, std::max(0.0, middle - excessFrom) / kSlot);
-        const double rate = std::max(0.0, m_profile.rateAt(middle) + carried);
+        const double rate = std::max(0.0, scale * m_profile.rateAt(middle) + carried);
         const double gain = rate * (next - t);
         if (rate > 0 && gain >= remaining)
             return t + remaining / rate;

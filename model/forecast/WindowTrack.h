@@ -35,8 +35,9 @@ private:
     void learnInterval(double from, double to, double used);
     void addToSlots(double from, double to, double used);
     void finishSlot();
-    double recentExcess() const;
+    double recentExcess(double scale) const;
     double persistence() const;
+    double intensity() const;
 
     QString m_id;
     UsageProfile m_profile;
@@ -49,6 +50,8 @@ private:
 
     // Readings of the open window, the last hour of them.
     std::deque<Reading> m_recent;
+    // Where the open window's usage stood when it was first seen.
+    std::optional<Reading> m_windowStart;
 
     // Usage per quarter hour against the profile: how much of a quarter's
     // excess over the usual rate carries into the next one (a first-order

@@ -283,9 +283,9 @@ void ClaudeInteropTest::statusLineBridgeWithTheRealClaude()
         return screen.contains(text);
     };
     // The status line runs at start, before any usage is known.
-    QTRY_VERIFY2_WITH_TIMEOUT(shows("Limitra · waiting for Claude usage"),
-                              qPrintable(QStringLiteral("the screen ends: %1").arg(QString::fromUtf8(screen.right(600)))),
-                              60000);
+    QTRY_VERIFY2_WITH_TIMEOUT(
+        shows("Limitra · waiting for Claude usage"),
+        qPrintable(QStringLiteral("the screen ends: %1").arg(QString::fromUtf8(screen.right(600)))), 60000);
     (*terminal)->write("hi");
     QTest::qWait(500);
     (*terminal)->write("\r");
