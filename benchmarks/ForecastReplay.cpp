@@ -141,9 +141,11 @@ int main(int argc, char **argv)
             latest[snapshot.provider] = &snapshot;
         }
         const QDateTime now = QDateTime::fromMSecsSinceEpoch(at, Qt::UTC);
+        bool anyFresh = false;
         for (const auto &[provider, snapshot] : latest) {
             if (at - snapshot->collectedAt.toMSecsSinceEpoch() > kStaleMsecs)
                 continue;
+            anyFresh = true;
             const std::vector<WindowForecast> forecasts = forecasters.at(provider).forecast(*snapshot, now);
             for (const WindowForecast &forecast : forecasts) {
                 const auto window = std::find_if(snapshot->windows.cbegin(), snapshot->windows.cend(),
@@ -152,6 +154,10 @@ int main(int argc, char **argv)
                     appendLine(out, at / 1000, *snapshot, *window, forecast);
             }
         }
+        // Nothing to say until the next snapshot: skip the empty decision
+        // times (a file may span centuries).
+        if (!anyFresh && next < snapshots.size())
+            step = std::max(step, floorDivide(snapshots[next].collectedAt.toMSecsSinceEpoch() - 1, kStepMsecs));
         if (out.size() > (1 << 20)) {
             std::fwrite(out.constData(), 1, static_cast<size_t>(out.size()), stdout);
             out.clear();
