@@ -58,10 +58,12 @@ void WindowTrack::observe(double at, const UsageWindow &window)
         if (open)
             m_windowStart = Reading{at, used};
         if (open && length && used >= 0 && used < 100) {
-            // A window that began since the last look (or within the last
-            // hour) has used exactly what it shows since it began.
+            // A window that began since the last look, and moments ago, has
+            // used exactly what it shows since it began. (Some providers round
+            // the start to the hour; an older start says little about when
+            // the use began.)
             const double start = *resetsAt - *length;
-            if (start <= at && (!m_seen || start >= m_lastAt) && at - start <= 3600) {
+            if (start <= at && (!m_seen || start >= m_lastAt) && at - start <= kSlot) {
                 learnInterval(start, at, used);
                 m_recent.push_back({start, 0});
                 m_windowStart = Reading{start, 0};
