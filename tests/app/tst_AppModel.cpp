@@ -296,8 +296,11 @@ void AppModelTest::periodicRoundsCountFromTheEndOfTheLast()
         QTRY_VERIFY(!model->isRefreshing());
         ends.append(clock.elapsed());
     }
+    // Counted from the start, the next round would come 100 ms after the end;
+    // counted from the end, 300 ms after it (a coarse timer may fire 5 % early,
+    // a busy machine only makes it later). Half-way tells them apart.
     for (int round = 1; round < 3; ++round)
-        QVERIFY2(starts[round] - ends[round - 1] >= 290,
+        QVERIFY2(starts[round] - ends[round - 1] >= 200,
                  qPrintable(QStringLiteral("%1 ms").arg(starts[round] - ends[round - 1])));
 }
 
