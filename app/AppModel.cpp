@@ -1,5 +1,6 @@
 #include "app/AppModel.h"
 
+#include "app/ForecastTexts.h"
 #include "app/Preferences.h"
 #include "app/UsageAlerts.h"
 #include "app/platform/FreedesktopNotifier.h"
@@ -82,6 +83,7 @@ AppModel::AppModel(Services services, QObject *parent)
     m_claudeExecutablePath = preferences.claudeExecutablePath();
     m_notificationsEnabled = preferences.notificationsEnabled();
     m_alertThreshold = preferences.alertThreshold();
+    m_warnsBeforeRunOut = preferences.warnsBeforeRunOut();
     m_storedShowsMenuBarIcon = preferences.showsMenuBarIcon();
 
     m_services.notifier->setOpenDashboardAction([this] { Q_EMIT dashboardRequested(); });
@@ -221,8 +223,10 @@ void AppModel::finishRound(const QList<std::optional<ProviderSnapshot>> &results
     exportWidgetSnapshot();
     whenFinished(m_services.archive->append(collected), this,
                  [this, done](const Result<QList<ProviderSnapshot>> &history) {
-                     if (history)
+                     if (history) {
                          setHistory(*history);
+                         m_alerts->maybeWarnRunOut(m_forecasts.all(), m_latest, m_warnsBeforeRunOut);
+                     }
                      readClaudeIntegrationState();
                      setIsRefreshing(false);
                      done->finish();
@@ -272,6 +276,7 @@ void AppModel::setLatest(QMap<UsageProvider, ProviderSnapshot> latest)
 {
     const QString title = menuBarTitle();
     m_latest = std::move(latest);
+    updateForecasts();
     Q_EMIT latestChanged();
     if (menuBarTitle() != title)
         Q_EMIT menuBarTitleChanged();
@@ -280,7 +285,26 @@ void AppModel::setLatest(QMap<UsageProvider, ProviderSnapshot> latest)
 void AppModel::setHistory(QList<ProviderSnapshot> history)
 {
     m_history = std::move(history);
+    updateForecasts();
     Q_EMIT historyChanged();
+}
+
+void AppModel::updateForecasts()
+{
+    m_forecasts.update(m_history, m_latest, QDateTime::currentDateTimeUtc());
+    Q_EMIT forecastsChanged();
+}
+
+QString AppModel::firstToRunOut() const
+{
+    const std::optional<WindowForecast> first = mostAtRisk(m_forecasts.all());
+    if (!first)
+        return {};
+    for (const UsageWindow &window : m_latest.value(first->provider).windows) {
+        if (window.id == first->windowId)
+            return ForecastTexts::firstToRunOut(*first, window);
+    }
+    return {};
 }
 
 void AppModel::setIsRefreshing(bool refreshing)

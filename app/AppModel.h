@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/UsageForecasts.h"
 #include "app/platform/ActivationPolicy.h"
 #include "model/DockIconVisibility.h"
 #include "model/GlobalShortcut.h"
@@ -65,6 +66,9 @@ class AppModel : public QObject
     Q_PROPERTY(bool notificationsEnabled READ notificationsEnabled WRITE setNotificationsEnabled NOTIFY
                    notificationsEnabledChanged)
     Q_PROPERTY(double alertThreshold READ alertThreshold WRITE setAlertThreshold NOTIFY alertThresholdChanged)
+    Q_PROPERTY(bool warnsBeforeRunOut READ warnsBeforeRunOut WRITE setWarnsBeforeRunOut NOTIFY warnsBeforeRunOutChanged)
+    // "Claude Code · 5-hour runs out first, at 15:40", or empty.
+    Q_PROPERTY(QString firstToRunOut READ firstToRunOut NOTIFY forecastsChanged)
 
 public:
     // Everything the model talks to, so that tests can put in their own.
@@ -128,6 +132,10 @@ public:
     void setClaudeExecutablePath(const QString &path);
     void setNotificationsEnabled(bool enabled);
     void setAlertThreshold(double percent);
+    bool warnsBeforeRunOut() const { return m_warnsBeforeRunOut; }
+    void setWarnsBeforeRunOut(bool warns);
+    const UsageForecasts &forecasts() const { return m_forecasts; }
+    QString firstToRunOut() const;
 
     // Whether the hot key can toggle a panel (a tray icon exists); the shell tells.
     void setPanelAvailable(std::function<bool()> available) { m_panelAvailable = std::move(available); }
@@ -176,6 +184,8 @@ Q_SIGNALS:
     void claudeExecutablePathChanged();
     void notificationsEnabledChanged();
     void alertThresholdChanged();
+    void warnsBeforeRunOutChanged();
+    void forecastsChanged();
     // The hot key asks for the panel to open or close, or for the dashboard.
     void panelToggleRequested();
     void dashboardRequested();
@@ -188,6 +198,8 @@ private:
     void scheduleNextRound();
     void setLatest(QMap<UsageProvider, ProviderSnapshot> latest);
     void setHistory(QList<ProviderSnapshot> history);
+    // Forecasts the latest snapshots again, after the history or them changed.
+    void updateForecasts();
     void setIsRefreshing(bool refreshing);
     // Reads whether the bridge is installed, and whether it still works.
     void readClaudeIntegrationState();
@@ -215,6 +227,8 @@ private:
 
     QMap<UsageProvider, ProviderSnapshot> m_latest;
     QList<ProviderSnapshot> m_history;
+    UsageForecasts m_forecasts;
+    bool m_warnsBeforeRunOut = true;
     bool m_isRefreshing = false;
     bool m_claudeIntegrationInstalled = false;
     bool m_claudeIntegrationBroken = false;

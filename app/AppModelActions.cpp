@@ -96,6 +96,15 @@ void AppModel::setNotificationsEnabled(bool enabled)
         m_services.notifier->requestPermission();
 }
 
+void AppModel::setWarnsBeforeRunOut(bool warns)
+{
+    if (warns == m_warnsBeforeRunOut)
+        return;
+    m_warnsBeforeRunOut = warns;
+    m_services.preferences->setWarnsBeforeRunOut(warns);
+    Q_EMIT warnsBeforeRunOutChanged();
+}
+
 void AppModel::setAlertThreshold(double percent)
 {
     if (percent == m_alertThreshold)

@@ -11,6 +11,7 @@ const QString kMenuBarShortcut = QStringLiteral("menuBarShortcut");
 const QString kCodexExecutablePath = QStringLiteral("codexExecutablePath");
 const QString kClaudeExecutablePath = QStringLiteral("claudeExecutablePath");
 const QString kNotificationsEnabled = QStringLiteral("notificationsEnabled");
+const QString kWarnBeforeRunOut = QStringLiteral("warnBeforeRunOut");
 const QString kAlertThreshold = QStringLiteral("alertThreshold");
 
 constexpr double kDefaultThreshold = 80;
@@ -123,6 +124,16 @@ bool Preferences::notificationsEnabled() const
 void Preferences::setNotificationsEnabled(bool enabled)
 {
     store(kNotificationsEnabled, enabled);
+}
+
+bool Preferences::warnsBeforeRunOut() const
+{
+    return m_settings->value(kWarnBeforeRunOut, true).toBool();
+}
+
+void Preferences::setWarnsBeforeRunOut(bool warns)
+{
+    store(kWarnBeforeRunOut, warns);
 }
 
 double Preferences::alertThreshold() const

@@ -49,6 +49,10 @@ public:
     bool notificationsEnabled() const;
     void setNotificationsEnabled(bool enabled);
 
+    // "warnBeforeRunOut": absent gives true.
+    bool warnsBeforeRunOut() const;
+    void setWarnsBeforeRunOut(bool warns);
+
     // "alertThreshold": 0 or absent gives 80.
     double alertThreshold() const;
     void setAlertThreshold(double percent);

@@ -1,5 +1,6 @@
 #include "app/UsageAlerts.h"
 
+#include "app/ForecastTexts.h"
 #include "app/Preferences.h"
 #include "app/platform/Notifier.h"
 
@@ -18,6 +19,31 @@ QString UsageAlerts::identity(UsageProvider provider, const UsageWindow &window,
         window.resetsAt ? QString::number(window.resetsAt->toMSecsSinceEpoch() / 1000) : QStringLiteral("unknown");
     return QStringLiteral("%1.%2.%3.%4")
         .arg(rawValue(provider), window.id, resetStamp, QString::number(static_cast<qint64>(std::trunc(threshold))));
+}
+
+void UsageAlerts::maybeWarnRunOut(const std::vector<WindowForecast> &forecasts,
+                                  const QMap<UsageProvider, ProviderSnapshot> &latest, bool enabled)
+{
+    if (!enabled)
+        return;
+    for (const WindowForecast &forecast : forecasts) {
+        const auto snapshot = latest.constFind(forecast.provider);
+        if (snapshot == latest.cend() || !forecast.runsOutAt)
+            continue;
+        const auto window = std::find_if(snapshot->windows.cbegin(), snapshot->windows.cend(),
+                                         [&](const UsageWindow &one) { return one.id == forecast.windowId; });
+        if (window == snapshot->windows.cend() || !window->resetsAt
+            || forecast.runsOutAt->secsTo(*window->resetsAt) < 30 * 60)
+            continue;
+        const QString id = QStringLiteral("runout.%1.%2.%3")
+                               .arg(rawValue(forecast.provider), window->id,
+                                    QString::number(window->resetsAt->toMSecsSinceEpoch() / 1000));
+        if (m_preferences.wasNotified(id))
+            continue;
+        m_notifier.post(id, QStringLiteral("%1 limit runs out early").arg(shortName(forecast.provider)),
+                        ForecastTexts::warning(forecast, *window));
+        m_preferences.markNotified(id);
+    }
 }
 
 void UsageAlerts::maybeNotify(const ProviderSnapshot &snapshot, bool enabled, double threshold, const QDateTime &now)

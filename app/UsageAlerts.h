@@ -1,6 +1,9 @@
 #pragma once
 
 #include "model/ProviderSnapshot.h"
+#include "model/forecast/WindowForecast.h"
+
+#include <vector>
 
 class Notifier;
 class Preferences;
@@ -16,6 +19,11 @@ public:
 
     void maybeNotify(const ProviderSnapshot &snapshot, bool enabled, double threshold,
                      const QDateTime &now = QDateTime::currentDateTimeUtc());
+
+    // Warns once per limit window, like the threshold alert, when a window is
+    // forecast to run out at least 30 minutes before it resets.
+    void maybeWarnRunOut(const std::vector<WindowForecast> &forecasts,
+                         const QMap<UsageProvider, ProviderSnapshot> &latest, bool enabled);
 
     // "codex.<window id>.<reset seconds or unknown>.<threshold>"
     static QString identity(UsageProvider provider, const UsageWindow &window, double threshold);

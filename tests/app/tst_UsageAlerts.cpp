@@ -16,6 +16,8 @@ private Q_SLOTS:
     void identities_data();
     void identities();
     void severalWindowsOfOneSnapshot();
+    void runOutWarning_data();
+    void runOutWarning();
 };
 
 void UsageAlertsTest::thresholdAndTitle_data()
@@ -102,6 +104,41 @@ void UsageAlertsTest::severalWindowsOfOneSnapshot()
     alerts.maybeNotify(usage(UsageProvider::codex, {90, 95, 85}), false, 80); // switched off
     QCOMPARE(fakes.posts.size(), size_t(2));
     QVERIFY(!preferences.wasNotified(QStringLiteral("codex.codex.w1.unknown.80")));
+}
+
+void UsageAlertsTest::runOutWarning_data()
+{
+    QTest::addColumn<int>("minutesBeforeReset");
+    QTest::addColumn<bool>("enabled");
+    QTest::addColumn<QString>("body");
+    QTest::newRow("70 minutes early")
+        << 70 << true << "OpenAI Codex · 5-hour: at this pace full at 10:50, 1 hr 10 min before it resets";
+    QTest::newRow("30 minutes early") << 30 << true
+                                      << "OpenAI Codex · 5-hour: at this pace full at 11:30, 30 min before it resets";
+    QTest::newRow("29 minutes early") << 29 << true << "";
+    QTest::newRow("switched off") << 70 << false << "";
+}
+
+void UsageAlertsTest::runOutWarning()
+{
+    QFETCH(int, minutesBeforeReset);
+    QFETCH(bool, enabled);
+    QFETCH(QString, body);
+    TestHome home;
+    AppFakes fakes;
+    Preferences preferences(home.path() + "/prefs.conf");
+    AppFakes::RecordingNotifier notifier(fakes);
+    UsageAlerts alerts(preferences, notifier);
+    const QDateTime reset(QDate(2026, 11, 23), QTime(12, 0), Qt::UTC);
+    const ProviderSnapshot snapshot = usage(UsageProvider::codex, {60}, reset);
+    const WindowForecast forecast{UsageProvider::codex, snapshot.windows[0].id, 20.0,
+                                  reset.addSecs(-minutesBeforeReset * 60)};
+    // Once per limit window, however many refreshes say so.
+    for (int refresh = 0; refresh < 2; ++refresh)
+        alerts.maybeWarnRunOut({forecast}, {{UsageProvider::codex, snapshot}}, enabled);
+    QCOMPARE(fakes.posts.size(), size_t(body.isEmpty() ? 0 : 1));
+    if (!body.isEmpty())
+        QCOMPARE(fakes.posts[0].body, body);
 }
 
 QTEST_GUILESS_MAIN(UsageAlertsTest)

@@ -5,6 +5,8 @@
 #include "ViewInspection.h"
 #include "ViewTestApplication.h"
 #include "app/UpdaterModel.h"
+#include "storage/ArchiveFormat.h"
+#include "system/AtomicFile.h"
 #include "ui/dashboard/DashboardWindowController.h"
 #include "ui/menubar/MenuBarPanelController.h"
 #include "ui/shell/LimitraApplication.h"
@@ -40,6 +42,7 @@ private Q_SLOTS:
     void openDashboardClosesThePanelFirst();
     void overviewShowsFullCardsWithTheFableNote();
     void darkDesktopScheme();
+    void forecastInCardsHeaderAndWarning();
 
 private:
     // Finishes the first round with these snapshots (a provider left out fails).
@@ -259,6 +262,64 @@ void PanelViewTest::darkDesktopScheme()
     QVERIFY(readsOnDark(overview, "cardTitle"));
     QVERIFY(readsOnDark(overview, "usedText"));
     QVERIFY(colourAtCentre(full, visibleItem(dashboard->contentItem(), "sidebar_providers")).lightnessF() < 0.3);
+}
+
+void PanelViewTest::forecastInCardsHeaderAndWarning()
+{
+    // Three hours of a 5-hour window climbing steadily to 75 %: at this pace it
+    // is full an hour before it resets.
+    stopApplication();
+    m_folder = std::make_unique<QTemporaryDir>();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime reset = now.addSecs(2 * 3600);
+    const auto reading = [&](int minutesAgo) {
+        ProviderSnapshot snapshot = usage(UsageProvider::codex, {75.0 - minutesAgo * 25.0 / 60}, reset);
+        snapshot.windows[0].windowMinutes = 300;
+        snapshot.collectedAt = now.addSecs(-minutesAgo * 60);
+        return snapshot;
+    };
+    QList<ProviderSnapshot> history;
+    for (int minutesAgo = 180; minutesAgo > 0; minutesAgo -= 3)
+        history.append(reading(minutesAgo));
+    QVERIFY(
+        AtomicFile::write(m_folder->filePath(QStringLiteral("usage-history.json")), ArchiveFormat::encode({history}))
+            .ok());
+    startApplication();
+    QQuickItem *panel = openPanel();
+    QVERIFY(panel);
+    finishRound({reading(0), usage(UsageProvider::claude, {12})});
+    QTRY_VERIFY(!texts(panel, "firstToRunOut").value(0).isEmpty());
+
+    const QString header = texts(panel, "firstToRunOut").value(0);
+    QVERIFY2(header.startsWith("OpenAI Codex · 5-hour runs out first, at "), qPrintable(header));
+    const QStringList footers = texts(visibleItem(panel, "providerCard_codex"), "runOutText");
+    QCOMPARE(footers.size(), 1);
+    QVERIFY2(footers[0].startsWith("· Full at "), qPrintable(footers[0]));
+    QVERIFY(texts(visibleItem(panel, "providerCard_claude"), "runOutText").isEmpty());
+    QTest::qWait(50);
+    screenshot(m_app->panel().window(), "panel-forecast");
+
+    m_app->openDashboard();
+    QQuickWindow *dashboard = m_app->dashboard().window();
+    QVERIFY(QTest::qWaitForWindowExposed(dashboard));
+    QQuickItem *codex = visibleItem(visibleItem(dashboard->contentItem(), "overviewPage"), "providerCard_codex");
+    QVERIFY(codex);
+    const QStringList lines = texts(codex, "forecastLine");
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines[0].startsWith("At this pace: full at ") && lines[0].endsWith(" before reset"), qPrintable(lines[0]));
+    QTest::qWait(50);
+    screenshot(dashboard, "dashboard-forecast");
+
+    // The warning comes once for this window, not on the next refresh.
+    const auto warnings = [&] {
+        return std::ranges::count_if(m_fakes->posts, [](const AppFakes::Post &post) {
+            return post.body.startsWith("OpenAI Codex · 5-hour: at this pace full at ");
+        });
+    };
+    QCOMPARE(warnings(), 1);
+    m_model->refreshNow();
+    finishRound({reading(0), usage(UsageProvider::claude, {12})});
+    QCOMPARE(warnings(), 1);
 }
 
 int main(int argc, char **argv)

@@ -264,6 +264,12 @@ void SettingsPagesTest::thresholdRowFollowsNotifications()
     click(visibleItem(page, "notificationsToggle"));
     QVERIFY(!m_model->notificationsEnabled());
     QVERIFY(visibleItems(page, "thresholdRow").isEmpty());
+
+    // The run-out warning has a switch of its own, on until switched off.
+    QVERIFY(m_model->warnsBeforeRunOut());
+    click(visibleItem(page, "runOutWarningToggle"));
+    QVERIFY(!m_model->warnsBeforeRunOut());
+    QVERIFY(!storedPreferences().warnsBeforeRunOut());
 }
 
 void SettingsPagesTest::launchAtLoginAndVersion()

@@ -50,6 +50,10 @@ ProviderCardListModel::ProviderCardListModel(AppModel &model, QObject *parent)
 {
     connect(&m_model, &AppModel::latestChanged, this, &ProviderCardListModel::reload);
     connect(&m_model, &AppModel::enabledProvidersChanged, this, &ProviderCardListModel::reload);
+    connect(&m_model, &AppModel::forecastsChanged, this, [this] {
+        for (Card &card : m_cards)
+            card.windows->setForecasts(m_model.forecasts().forProvider(card.provider));
+    });
     // Relative times are shown in minutes at their finest.
     m_clock.setInterval(std::chrono::seconds(30));
     connect(&m_clock, &QTimer::timeout, this, &ProviderCardListModel::tick);
@@ -90,6 +94,7 @@ void ProviderCardListModel::reload()
             continue;
         card.snapshot = snapshot;
         card.windows->setWindows(snapshot ? snapshot->windows : QList<UsageWindow>(), now);
+        card.windows->setForecasts(m_model.forecasts().forProvider(card.provider));
         if (sameProviders) {
             const QModelIndex row = index(static_cast<int>(&card - m_cards.data()));
             Q_EMIT dataChanged(row, row);

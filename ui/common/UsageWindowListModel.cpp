@@ -1,5 +1,6 @@
 #include "ui/common/UsageWindowListModel.h"
 
+#include "app/ForecastTexts.h"
 #include "ui/common/UsageFormat.h"
 
 void UsageWindowListModel::setWindows(const QList<UsageWindow> &windows, const QDateTime &now)
@@ -15,6 +16,18 @@ void UsageWindowListModel::setNow(const QDateTime &now)
     m_now = now;
     if (!m_windows.isEmpty())
         Q_EMIT dataChanged(index(0), index(rowCount() - 1), {ResetTextRole});
+}
+
+void UsageWindowListModel::setForecasts(const std::vector<WindowForecast> &forecasts)
+{
+    QHash<QString, WindowForecast> byId;
+    for (const WindowForecast &forecast : forecasts)
+        byId.insert(forecast.windowId, forecast);
+    if (byId == m_forecasts)
+        return;
+    m_forecasts = std::move(byId);
+    if (!m_windows.isEmpty())
+        Q_EMIT dataChanged(index(0), index(rowCount() - 1), {ForecastLineRole, RunOutTextRole, RunOutSoonRole});
 }
 
 int UsageWindowListModel::rowCount(const QModelIndex &parent) const
@@ -44,6 +57,15 @@ QVariant UsageWindowListModel::data(const QModelIndex &index, int role) const
         return UsageFormat::gaugeValue(window.usedPercent);
     case LevelRole:
         return UsageFormat::level(window.usedPercent);
+    case ForecastLineRole:
+        return m_forecasts.contains(window.id) ? ForecastTexts::cardLine(m_forecasts.value(window.id), window)
+                                               : QString();
+    case RunOutTextRole:
+        return m_forecasts.contains(window.id) ? ForecastTexts::footer(m_forecasts.value(window.id)) : QString();
+    case RunOutSoonRole: {
+        const std::optional<QDateTime> runsOutAt = m_forecasts.value(window.id).runsOutAt;
+        return runsOutAt && m_now.secsTo(*runsOutAt) < 3600;
+    }
     default:
         return {};
     }
@@ -60,5 +82,8 @@ QHash<int, QByteArray> UsageWindowListModel::roleNames() const
         {ResetTextRole, "resetText"},
         {GaugeValueRole, "gaugeValue"},
         {LevelRole, "level"},
+        {ForecastLineRole, "forecastLine"},
+        {RunOutTextRole, "runOutText"},
+        {RunOutSoonRole, "runOutSoon"},
     };
 }

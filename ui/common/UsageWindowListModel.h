@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/UsageWindow.h"
+#include "model/forecast/WindowForecast.h"
 
 #include <QAbstractListModel>
 #include <QDateTime>
@@ -23,6 +24,9 @@ public:
         ResetTextRole,     // "Resets in 2 hr."
         GaugeValueRole,    // 0..100
         LevelRole,         // UsageLevel::Value
+        ForecastLineRole,  // "At this pace: full at 15:40, 1 hr 10 min before reset", or empty
+        RunOutTextRole,    // "Full at 15:40", or empty
+        RunOutSoonRole,    // the run-out is less than an hour away
     };
     Q_ENUM(Role)
 
@@ -31,6 +35,7 @@ public:
     void setWindows(const QList<UsageWindow> &windows, const QDateTime &now);
     // The reset texts are relative to now: they change as time passes.
     void setNow(const QDateTime &now);
+    void setForecasts(const std::vector<WindowForecast> &forecasts);
 
     int rowCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role) const override;
@@ -38,5 +43,6 @@ public:
 
 private:
     QList<UsageWindow> m_windows;
+    QHash<QString, WindowForecast> m_forecasts; // by window id
     QDateTime m_now;
 };

@@ -32,6 +32,13 @@ Item {
                     font: Theme.caption
                     color: Theme.secondary
                 }
+                Label {
+                    objectName: "firstToRunOut"
+                    visible: text.length > 0
+                    text: App.model.firstToRunOut
+                    font: Theme.caption
+                    color: Theme.orange
+                }
             }
             Item { Layout.fillWidth: true }
             ToolButton {

@@ -77,6 +77,9 @@ Rectangle {
                 required resetText
                 required gaugeValue
                 required level
+                required forecastLine
+                required runOutText
+                required runOutSoon
                 objectName: "windowRow"
                 Layout.fillWidth: true
                 compact: root.compact

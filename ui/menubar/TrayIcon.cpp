@@ -34,6 +34,7 @@ TrayIcon::TrayIcon(AppModel &model, UpdaterModel &updater, QObject *parent)
             Q_EMIT panelToggleRequested(anchor());
     });
     connect(&model, &AppModel::latestChanged, this, &TrayIcon::update);
+    connect(&model, &AppModel::forecastsChanged, this, &TrayIcon::update);
     connect(&model, &AppModel::enabledProvidersChanged, this, &TrayIcon::update);
     connect(&model, &AppModel::showsMenuBarIconChanged, this,
             [this] { m_icon.setVisible(m_model.showsMenuBarIcon()); });
@@ -53,5 +54,8 @@ void TrayIcon::update()
 {
     const std::optional<double> highest = m_model.highestUsedPercent();
     m_icon.setIcon(TrayIconImage::icon(m_model.menuBarTitle(), UsageFormat::level(highest.value_or(0))));
-    m_icon.setToolTip(trayTooltip(m_model.visibleProviders(), m_model.latest(), QDateTime::currentDateTimeUtc()));
+    QString toolTip = trayTooltip(m_model.visibleProviders(), m_model.latest(), QDateTime::currentDateTimeUtc());
+    if (const QString first = m_model.firstToRunOut(); !first.isEmpty())
+        toolTip += QLatin1Char('\n') + first;
+    m_icon.setToolTip(toolTip);
 }

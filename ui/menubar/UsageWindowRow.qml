@@ -3,7 +3,9 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Limitra
 
-// One limit window: label and percentage, a gauge, what remains and when it resets.
+// One limit window: label and percentage, a gauge, what remains and when it
+// resets, and what the forecast says (a line of its own on a full-size card,
+// only the run-out on a compact one).
 ColumnLayout {
     id: root
     property string label
@@ -14,6 +16,9 @@ ColumnLayout {
     property real gaugeValue
     property int level: UsageLevel.Normal
     property bool compact: true
+    property string forecastLine
+    property string runOutText
+    property bool runOutSoon
 
     spacing: 5
 
@@ -66,6 +71,13 @@ ColumnLayout {
             font: Theme.caption2
             color: Theme.secondary
         }
+        Label {
+            objectName: "runOutText"
+            visible: root.compact && root.runOutText.length > 0
+            text: "· " + root.runOutText
+            font: Theme.caption2Bold
+            color: root.runOutSoon ? Theme.red : Theme.orange
+        }
         Item { Layout.fillWidth: true }
         Label {
             objectName: "resetText"
@@ -73,5 +85,15 @@ ColumnLayout {
             font: Theme.caption2
             color: Theme.secondary
         }
+    }
+
+    Label {
+        objectName: "forecastLine"
+        visible: !root.compact && root.forecastLine.length > 0
+        Layout.fillWidth: true
+        wrapMode: Text.WordWrap
+        text: root.forecastLine
+        font: Theme.caption
+        color: root.runOutText.length === 0 ? Theme.secondary : root.runOutSoon ? Theme.red : Theme.orange
     }
 }

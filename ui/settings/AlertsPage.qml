@@ -3,7 +3,8 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Limitra
 
-// Whether and from which percentage usage raises a notification.
+// Whether and from which percentage usage raises a notification, and whether a
+// limit forecast to run out before its reset does.
 SettingsPage {
     SettingsSection {
         Layout.fillWidth: true
@@ -37,6 +38,12 @@ SettingsPage {
                 text: Math.trunc(App.model.alertThreshold) + "%"
                 font: Theme.percent
             }
+        }
+        Switch {
+            objectName: "runOutWarningToggle"
+            text: "Warn me before a limit runs out"
+            checked: App.model.warnsBeforeRunOut
+            onToggled: App.model.warnsBeforeRunOut = checked
         }
     }
 
