@@ -54,6 +54,10 @@ benchmarks: build
 	benchmarks/statusline
 	benchmarks/codex-session
 	benchmarks/archive
+	benchmarks/history
+	benchmarks/desktop
+	benchmarks/forecast-cost
+	benchmarks/forecast
 
 clean:
 	rm -rf build
