@@ -85,10 +85,13 @@ void DesktopSession::stop(QProcess *process)
 {
     if (process->state() == QProcess::NotRunning)
         return;
+    // Waited for in full: an X server still shutting down when the next
+    // session's server takes its display number would remove the new one's
+    // socket on its way out.
     process->terminate();
-    if (!process->waitForFinished(5000)) {
+    if (!process->waitForFinished(30000)) {
         process->kill();
-        process->waitForFinished(5000);
+        process->waitForFinished(-1);
     }
 }
 
