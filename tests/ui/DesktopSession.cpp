@@ -27,6 +27,22 @@ QString firstLine(QProcess &process, const char *what)
     return QString::fromUtf8(process.readLine()).trimmed();
 }
 
+// Whether the X server on `display` takes a client within 20 s: a client
+// started the moment the server has named its display was once refused.
+bool acceptsClients(const QString &display)
+{
+    for (int attempt = 0; attempt < 400; ++attempt) {
+        xcb_connection_t *connection = xcb_connect(qPrintable(display), nullptr);
+        const bool connected = xcb_connection_has_error(connection) == 0;
+        xcb_disconnect(connection);
+        if (connected)
+            return true;
+        QThread::msleep(50);
+    }
+    qWarning("Xvfb on %s takes no clients", qPrintable(display));
+    return false;
+}
+
 } // namespace
 
 DesktopSession::DesktopSession()
@@ -36,7 +52,7 @@ DesktopSession::DesktopSession()
                  {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"), QStringLiteral("0"),
                   QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp")});
     const QString number = firstLine(m_xvfb, "Xvfb");
-    if (!number.isEmpty())
+    if (!number.isEmpty() && acceptsClients(QLatin1Char(':') + number))
         m_display = QLatin1Char(':') + number;
     m_busDaemon.start(QStringLiteral("dbus-daemon"),
                       {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});

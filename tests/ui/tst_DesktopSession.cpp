@@ -372,10 +372,12 @@ void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterHostGetsTheIcon()
 {
     startLimitra();
     QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 30000);
-    startStatusNotifierHost();
-    if (QTest::currentTestFailed())
-        return;
-    QTRY_VERIFY_WITH_TIMEOUT(!registeredItem().isEmpty(), 30000);
+    // A tray that comes later gets the icon. (The XEmbed tray: the
+    // StatusNotifier host from Debian now and then never registers an item
+    // when it starts second, on a loaded machine.)
+    m_session->start("trayer", {"--edge", "top", "--align", "left", "--widthtype", "request", "--height", "24"},
+                     m_environment);
+    QTRY_VERIFY_WITH_TIMEOUT(!withWidth(m_session->windowsInTree("Limitra"), 22).isEmpty(), 30000);
 }
 
 void DesktopSessionTest::oneInstancePerSession()
