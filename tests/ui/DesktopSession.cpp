@@ -1,5 +1,6 @@
 #include "DesktopSession.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QRegularExpression>
 #include <QThread>
@@ -27,11 +28,11 @@ QString firstLine(QProcess &process, const char *what)
     return QString::fromUtf8(process.readLine()).trimmed();
 }
 
-// Whether the X server on `display` takes a client within 20 s: a client
-// started the moment the server has named its display was once refused.
-bool acceptsClients(const QString &display)
+// Whether the X server on `display` takes a client within 20 s (false at
+// once when the server ended, as it does when the display is taken).
+bool acceptsClients(const QString &display, const QProcess &server)
 {
-    for (int attempt = 0; attempt < 400; ++attempt) {
+    for (int attempt = 0; attempt < 400 && server.state() == QProcess::Running; ++attempt) {
         xcb_connection_t *connection = xcb_connect(qPrintable(display), nullptr);
         const bool connected = xcb_connection_has_error(connection) == 0;
         xcb_disconnect(connection);
@@ -47,13 +48,24 @@ bool acceptsClients(const QString &display)
 
 DesktopSession::DesktopSession()
 {
-    // -displayfd: Xvfb picks a free display itself and names it on stdout.
-    m_xvfb.start(QStringLiteral("Xvfb"),
-                 {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"), QStringLiteral("0"),
-                  QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp")});
-    const QString number = firstLine(m_xvfb, "Xvfb");
-    if (!number.isEmpty() && acceptsClients(QLatin1Char(':') + number))
-        m_display = QLatin1Char(':') + number;
+    // A display number of its own, never one an earlier session of this
+    // process used: a server still going away could take a reused number's
+    // socket with it (seen as clients that "cannot open display :0").
+    static int sessions = 0;
+    for (int attempt = 0; attempt < 8 && m_display.isEmpty(); ++attempt) {
+        const QString display = QStringLiteral(":%1").arg(
+            200 + static_cast<int>(QCoreApplication::applicationPid() % 500) * 16 + (sessions++ % 16));
+        // -noreset: an X server resets when its last client leaves, and refuses
+        // clients meanwhile; the test's own short connections are often the
+        // last, which left Limitra or a tray now and then unable to connect.
+        m_xvfb.start(QStringLiteral("Xvfb"),
+                     {display, QStringLiteral("-noreset"), QStringLiteral("-screen"), QStringLiteral("0"),
+                      QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+        if (m_xvfb.waitForStarted(10000) && acceptsClients(display, m_xvfb))
+            m_display = display;
+        else
+            stop(&m_xvfb);
+    }
     m_busDaemon.start(QStringLiteral("dbus-daemon"),
                       {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
     m_busAddress = firstLine(m_busDaemon, "dbus-daemon");
