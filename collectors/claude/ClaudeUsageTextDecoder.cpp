@@ -35,7 +35,11 @@ QStringList cleanLines(QString text)
     static const QRegularExpression controlSequence(QStringLiteral("\x1B\\[[0-?]*[ -/]*[@-~]"));
     // Cursor saves and restores ("ESC 7") and character set choices ("ESC ( B").
     static const QRegularExpression shortSequence(QStringLiteral("\x1B(?:[()*+][0-~]|[0-~])"));
+    // A terminal may draw the space between two words as a move of the cursor
+    // to the right ("Current ESC[9G session" reads "Current session").
+    static const QRegularExpression cursorMoveRight(QStringLiteral("\x1B\\[[0-9;]*[CG]"));
     text.remove(operatingSystemCommand);
+    text.replace(cursorMoveRight, QStringLiteral(" "));
     text.remove(controlSequence);
     text.remove(shortSequence);
     text.replace(QLatin1Char('\r'), QLatin1Char('\n'));

@@ -134,6 +134,21 @@ void writeOfflineAccount(const TestHome &home)
             .toJson());
 }
 
+// The words a terminal screen shows, in the order they were drawn: the
+// terminal may draw a space as a cursor move ("Limitra ESC[11G· ESC[13Gwaiting"),
+// so every escape sequence counts as a space and runs of spaces as one.
+QString drawnWords(const QByteArray &screen)
+{
+    static const QRegularExpression operatingSystemCommand(QStringLiteral("\x1B\\][^\x07\x1B]*(?:\x07|\x1B\\\\)"));
+    static const QRegularExpression sequence(QStringLiteral("\x1B(?:\\[[0-?]*[ -/]*[@-~]|[()*+][0-~]|[0-~])"));
+    static const QRegularExpression spaces(QStringLiteral("\\s+"));
+    QString text = QString::fromUtf8(screen);
+    text.replace(operatingSystemCommand, QStringLiteral(" "));
+    text.replace(sequence, QStringLiteral(" "));
+    text.replace(spaces, QStringLiteral(" "));
+    return text;
+}
+
 const UsageWindow *windowWithId(const ProviderSnapshot &snapshot, const QString &id)
 {
     for (const UsageWindow &window : snapshot.windows) {
@@ -278,19 +293,18 @@ void ClaudeInteropTest::statusLineBridgeWithTheRealClaude()
     auto stopClaude = qScopeGuard([&] { (*claude)->stopGroup(std::chrono::seconds(2)); });
 
     QByteArray screen;
-    const auto shows = [&](const QByteArray &text) {
+    const auto shows = [&](const QString &text) {
         (*terminal)->readAvailable(screen);
-        return screen.contains(text);
+        return drawnWords(screen).contains(text);
     };
     // The status line runs at start, before any usage is known.
     QTRY_VERIFY2_WITH_TIMEOUT(
-        shows("Limitra · waiting for Claude usage"),
+        shows(QStringLiteral("Limitra · waiting for Claude usage")),
         qPrintable(QStringLiteral("the screen ends: %1").arg(QString::fromUtf8(screen.right(600)))), 60000);
     (*terminal)->write("hi");
     QTest::qWait(500);
     (*terminal)->write("\r");
-    // (The terminal may draw a space as a cursor move.)
-    QTRY_VERIFY2_WITH_TIMEOUT(shows("Claude · 5h 42%") && shows("7d 13%"),
+    QTRY_VERIFY2_WITH_TIMEOUT(shows(QStringLiteral("Claude · 5h 42%")) && shows(QStringLiteral("7d 13%")),
                               qPrintable(QStringLiteral("%1 answers; the screen ends: %2")
                                              .arg(api.messagesAnswered)
                                              .arg(QString::fromUtf8(screen.right(600)))),

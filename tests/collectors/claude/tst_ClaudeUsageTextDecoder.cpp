@@ -162,6 +162,8 @@ void ClaudeUsageTextDecoderTest::headersAndReach_data()
     QTest::newRow("header inside a usage reach")
         << "Current session\nCurrent week (all models)\n5% used"
         << QStringList{QStringLiteral("claude.five_hour"), QStringLiteral("claude.seven_day")};
+    QTest::newRow("spaces drawn as cursor moves")
+        << QStringLiteral("Current\x1B[9Gsession\n45%\x1B[2Cused") << QStringList{QStringLiteral("claude.five_hour")};
     QTest::newRow("unicode line separator")
         << QStringLiteral("Current session\u202812% used") << QStringList{QStringLiteral("claude.five_hour")};
 }
