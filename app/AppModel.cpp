@@ -12,9 +12,9 @@
 #include "collectors/claude/ClaudeIntegrationManager.h"
 #include "collectors/codex/CodexCollector.h"
 #include "model/UsageCollecting.h"
-#include "storage/AppPaths.h"
 #include "storage/UsageArchiveStore.h"
 #include "storage/WidgetSnapshotStore.h"
+#include "system/AppPaths.h"
 #include "system/BackgroundTask.h"
 #include "system/FileSystem.h"
 

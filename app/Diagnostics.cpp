@@ -3,7 +3,7 @@
 #include "collectors/claude/ClaudeIntegrationManager.h"
 #include "collectors/claude/ClaudeUsageProbe.h"
 #include "collectors/codex/CodexRPCSession.h"
-#include "collectors/codex/ExecutableLocator.h"
+#include "system/ExecutableLocator.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "app/Preferences.h"
 
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 
 namespace {
 

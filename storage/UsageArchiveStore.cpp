@@ -1,7 +1,7 @@
 #include "storage/UsageArchiveStore.h"
 
-#include "storage/AppPaths.h"
 #include "storage/ArchiveFile.h"
+#include "system/AppPaths.h"
 #include "system/BackgroundTask.h"
 
 UsageArchiveStore::UsageArchiveStore(QString path, int retentionDays, std::function<QDateTime()> clock)

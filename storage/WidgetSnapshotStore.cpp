@@ -1,7 +1,7 @@
 #include "storage/WidgetSnapshotStore.h"
 
 #include "model/DateCoding.h"
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 #include "system/AtomicFile.h"
 #include "system/FileSystem.h"
 

@@ -1,6 +1,6 @@
 #include "app/platform/LaunchAtLoginManager.h"
 
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 #include "system/AtomicFile.h"
 #include "system/FileSystem.h"
 

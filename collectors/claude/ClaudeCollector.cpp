@@ -3,7 +3,7 @@
 #include "collectors/claude/ClaudePayloadDecoder.h"
 #include "collectors/claude/ClaudeUsageProbe.h"
 #include "model/SnapshotJson.h"
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 #include "system/AtomicFile.h"
 #include "system/BackgroundTask.h"
 #include "system/FileSystem.h"

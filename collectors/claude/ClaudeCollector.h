@@ -1,7 +1,7 @@
 #pragma once
 
-#include "collectors/codex/ExecutableLocator.h"
 #include "model/UsageCollecting.h"
+#include "system/ExecutableLocator.h"
 
 #include <QString>
 

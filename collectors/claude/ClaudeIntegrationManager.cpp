@@ -2,7 +2,7 @@
 
 #include "model/Json.h"
 #include "model/JsonNumberShield.h"
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 #include "system/AtomicFile.h"
 
 #include <QFile>

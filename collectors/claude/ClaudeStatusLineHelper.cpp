@@ -2,7 +2,7 @@
 
 #include "collectors/claude/ClaudeIntegrationManager.h"
 #include "collectors/claude/StatusLineInput.h"
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 #include "system/AtomicFile.h"
 #include "system/ChildProcess.h"
 #include "system/FileSystem.h"

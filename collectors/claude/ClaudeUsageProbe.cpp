@@ -1,7 +1,7 @@
 #include "collectors/claude/ClaudeUsageProbe.h"
 
 #include "collectors/claude/ClaudeUsageTextDecoder.h"
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 #include "system/ChildProcess.h"
 #include "system/FileSystem.h"
 #include "system/PseudoTerminal.h"

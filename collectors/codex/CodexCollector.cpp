@@ -1,8 +1,8 @@
 #include "collectors/codex/CodexCollector.h"
 
 #include "collectors/codex/CodexRPCSession.h"
-#include "collectors/codex/ExecutableLocator.h"
 #include "system/BackgroundTask.h"
+#include "system/ExecutableLocator.h"
 
 CodexCollector::CodexCollector(std::optional<QString> executableOverride)
     : m_executableOverride(std::move(executableOverride))

@@ -1,4 +1,4 @@
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 
 #include "system/FileSystem.h"
 

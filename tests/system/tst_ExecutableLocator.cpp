@@ -1,5 +1,5 @@
 // Finding `codex` and `claude` on a file tree made for the test.
-#include "collectors/codex/ExecutableLocator.h"
+#include "system/ExecutableLocator.h"
 #include "tests/support/TestHome.h"
 
 #include <QtTest>

@@ -1,6 +1,6 @@
-#include "collectors/codex/ExecutableLocator.h"
+#include "system/ExecutableLocator.h"
 
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 
 #include <QDir>
 #include <QFile>

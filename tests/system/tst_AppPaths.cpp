@@ -1,5 +1,5 @@
 // Where Limitra keeps its files, and how the folder is made.
-#include "storage/AppPaths.h"
+#include "system/AppPaths.h"
 #include "tests/support/TestHome.h"
 
 #include <QtTest>
