@@ -43,6 +43,33 @@ QJsonArray oneWindow(const QString &key, const QJsonValue &value)
 
 } // namespace
 
+ProviderSnapshot connected(UsageProvider provider, const QDateTime &at, QList<UsageWindow> windows)
+{
+    ProviderSnapshot snapshot;
+    snapshot.provider = provider;
+    snapshot.collectedAt = at;
+    snapshot.source = provider == UsageProvider::codex ? UsageSource::codexAppServer : UsageSource::claudeStatusLine;
+    snapshot.state = CollectorState::connected;
+    snapshot.windows = std::move(windows);
+    return snapshot;
+}
+
+UsageWindow fiveHour(UsageProvider provider, double used, std::optional<QDateTime> resetsAt)
+{
+    return UsageWindow{
+        rawValue(provider) + QStringLiteral(".five_hour"), QStringLiteral("5-hour"), used, resetsAt, 300, std::nullopt};
+}
+
+UsageWindow weekly(UsageProvider provider, double used, std::optional<QDateTime> resetsAt)
+{
+    return UsageWindow{rawValue(provider) + QStringLiteral(".seven_day"),
+                       QStringLiteral("Weekly"),
+                       used,
+                       resetsAt,
+                       10080,
+                       std::nullopt};
+}
+
 QDateTime wholeSecond()
 {
     return QDateTime::fromSecsSinceEpoch(1'769'879'109, Qt::UTC);

@@ -10,6 +10,15 @@ namespace SnapshotSamples {
 // 2026-01-31T17:05:09Z
 QDateTime wholeSecond();
 
+// The one builder of test snapshots: a connected snapshot of `provider`,
+// collected at `at` from that provider's usual source, with `windows`.
+ProviderSnapshot connected(UsageProvider provider, const QDateTime &at, QList<UsageWindow> windows = {});
+
+// The five-hour ("<provider>.five_hour", 300 minutes) and weekly
+// ("<provider>.seven_day", 10080 minutes) windows at `used` percent.
+UsageWindow fiveHour(UsageProvider provider, double used, std::optional<QDateTime> resetsAt = std::nullopt);
+UsageWindow weekly(UsageProvider provider, double used, std::optional<QDateTime> resetsAt = std::nullopt);
+
 // A snapshot with every optional member set and two windows.
 ProviderSnapshot full(const QDateTime &collectedAt);
 
