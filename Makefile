@@ -1,5 +1,5 @@
 # Entry points for people and CI. Everything goes through CMake presets.
-.PHONY: all bootstrap build run install package package-check test interop fuzz format benchmarks clean
+.PHONY: all bootstrap build run install package package-check test coverage interop fuzz format benchmarks clean
 
 all: build
 
@@ -33,6 +33,16 @@ test: bootstrap
 	cmake --preset test
 	cmake --build --preset test
 	ctest --preset test
+
+# Line and branch coverage of the product code (not tests, benchmarks or fuzz
+# targets) by the test suite.
+coverage: bootstrap
+	cmake --preset coverage
+	cmake --build --preset coverage
+	find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage
+	gcovr --root . --filter '^(app|collectors|model|storage|system|ui)/' --print-summary \
+	    --exclude-unreachable-branches --exclude-throw-branches build/coverage
 
 # Against the real codex and claude CLIs, installed at pinned versions.
 interop: bootstrap

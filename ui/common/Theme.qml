@@ -7,7 +7,9 @@ import Limitra
 QtObject {
     readonly property SystemPalette palette: SystemPalette { colorGroup: SystemPalette.Active }
 
-    readonly property int basePixelSize: Qt.application.font.pixelSize > 0 ? Qt.application.font.pixelSize : 13
+    // FontMetrics starts with the application's font.
+    readonly property FontMetrics applicationFont: FontMetrics {}
+    readonly property int basePixelSize: applicationFont.font.pixelSize > 0 ? applicationFont.font.pixelSize : 13
 
     readonly property font headline: Qt.font({ pixelSize: basePixelSize + 2, weight: Font.DemiBold })
     readonly property font body: Qt.font({ pixelSize: basePixelSize })

@@ -8,7 +8,8 @@ RowLayout {
     spacing: 10
     Image {
         source: Theme.icon("app")
-        sourceSize: Qt.size(68, 68)
+        sourceSize.width: 68
+        sourceSize.height: 68
         Layout.preferredWidth: 34
         Layout.preferredHeight: 34
     }

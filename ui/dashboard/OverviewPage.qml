@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Layouts
 import Limitra
 
 // Every visible provider's latest state as a full-size card.

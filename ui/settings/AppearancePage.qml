@@ -19,7 +19,8 @@ SettingsPage {
                 model: [{ value: "never", text: "Never" },
                         { value: "whileDashboardOpen", text: "While the dashboard is open" },
                         { value: "always", text: "Always" }]
-                currentIndex: ["never", "whileDashboardOpen", "always"].indexOf(App.model.dockIconVisibility)
+                // (count: the values are known once the model is set.)
+                currentIndex: count > 0 ? indexOfValue(App.model.dockIconVisibility) : -1
                 onActivated: (index) => App.model.dockIconVisibility = model[index].value
             }
         }

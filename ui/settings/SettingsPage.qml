@@ -1,7 +1,6 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Limitra
 
 // A scrolling column of settings sections with the last action's outcome below.
 ScrollView {
