@@ -2,14 +2,10 @@
 
 #include "model/RawValue.h"
 
-#include <array>
-
 // How healthy a collection was; shown as a badge.
+namespace CollectorStateEnum {
+Q_NAMESPACE
 enum class CollectorState { connected, fallback, stale, unavailable, error };
-
-template <>
-inline constexpr std::array allCases<CollectorState>{CollectorState::connected, CollectorState::fallback,
-                                                     CollectorState::stale, CollectorState::unavailable,
-                                                     CollectorState::error};
-
-QString rawValue(CollectorState state);
+Q_ENUM_NS(CollectorState)
+} // namespace CollectorStateEnum
+using CollectorStateEnum::CollectorState;

@@ -2,13 +2,10 @@
 
 #include "model/RawValue.h"
 
-#include <array>
-
 // When the dashboard window has a taskbar entry.
+namespace DockIconVisibilityEnum {
+Q_NAMESPACE
 enum class DockIconVisibility { never, whileDashboardOpen, always };
-
-template <>
-inline constexpr std::array allCases<DockIconVisibility>{
-    DockIconVisibility::never, DockIconVisibility::whileDashboardOpen, DockIconVisibility::always};
-
-QString rawValue(DockIconVisibility visibility);
+Q_ENUM_NS(DockIconVisibility)
+} // namespace DockIconVisibilityEnum
+using DockIconVisibilityEnum::DockIconVisibility;

@@ -1,16 +1,5 @@
 #include "model/UsageProvider.h"
 
-QString rawValue(UsageProvider provider)
-{
-    switch (provider) {
-    case UsageProvider::codex:
-        return QStringLiteral("codex");
-    case UsageProvider::claude:
-        return QStringLiteral("claude");
-    }
-    Q_UNREACHABLE();
-}
-
 QString displayName(UsageProvider provider)
 {
     switch (provider) {

@@ -2,15 +2,14 @@
 
 #include "model/RawValue.h"
 
-#include <array>
-
-enum class UsageProvider { codex, claude };
-
 // Providers are iterated in this order everywhere.
-template <>
-inline constexpr std::array allCases<UsageProvider>{UsageProvider::codex, UsageProvider::claude};
+namespace UsageProviderEnum {
+Q_NAMESPACE
+enum class UsageProvider { codex, claude };
+Q_ENUM_NS(UsageProvider)
+} // namespace UsageProviderEnum
+using UsageProviderEnum::UsageProvider;
 
-QString rawValue(UsageProvider provider);
 QString displayName(UsageProvider provider);
 // The short name shown by the desktop widget.
 QString shortName(UsageProvider provider);

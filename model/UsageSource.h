@@ -2,13 +2,10 @@
 
 #include "model/RawValue.h"
 
-#include <array>
-
 // Where a snapshot's numbers came from.
+namespace UsageSourceEnum {
+Q_NAMESPACE
 enum class UsageSource { codexAppServer, claudeStatusLine, claudeUsageCommand, sample };
-
-template <>
-inline constexpr std::array allCases<UsageSource>{UsageSource::codexAppServer, UsageSource::claudeStatusLine,
-                                                  UsageSource::claudeUsageCommand, UsageSource::sample};
-
-QString rawValue(UsageSource source);
+Q_ENUM_NS(UsageSource)
+} // namespace UsageSourceEnum
+using UsageSourceEnum::UsageSource;
