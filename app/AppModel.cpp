@@ -51,7 +51,7 @@ AppModel::Services AppModel::Services::real(std::unique_ptr<ShortcutRegistrar> s
         if (provider == UsageProvider::codex)
             return std::make_unique<CodexCollector>(executableOverride);
         return std::make_unique<ClaudeCollector>(ClaudeCollector::Settings{
-            .payloadPath = AppPaths::applicationSupportDirectory() + QStringLiteral("/claude-statusline.json"),
+            .payloadPath = AppPaths::claudeStatusLinePayload(),
             .executableOverride = executableOverride,
         });
     };

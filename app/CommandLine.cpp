@@ -1,6 +1,7 @@
 #include "app/CommandLine.h"
 
 #include "LimitraVersion.h"
+#include "collectors/claude/ClaudeStatusLineHelper.h"
 
 #include <algorithm>
 #include <cstring>
@@ -19,7 +20,7 @@ bool anyEquals(std::span<const char *const> arguments, std::string_view switchTe
 CommandLineMode chooseCommandLineMode(std::span<const char *const> arguments)
 {
     using Kind = CommandLineMode::Kind;
-    if (anyEquals(arguments, "--claude-statusline"))
+    if (anyEquals(arguments, ClaudeStatusLineHelper::kCommandLineSwitch))
         return {Kind::statusLine, {}};
     if (anyEquals(arguments, "--check-codex"))
         return {Kind::checkCodex, {}};

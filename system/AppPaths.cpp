@@ -41,6 +41,11 @@ QString applicationSupportDirectory()
     return dataHome() + QStringLiteral("/Limitra");
 }
 
+QString claudeStatusLinePayload()
+{
+    return applicationSupportDirectory() + QStringLiteral("/claude-statusline.json");
+}
+
 Result<void> ensureApplicationSupportDirectory()
 {
     return FileSystem::makeDirectories(applicationSupportDirectory(), 0700);

@@ -18,6 +18,10 @@ QString configHome();
 
 QString applicationSupportDirectory();
 
+// The last status-line payload, which the helper writes and the application
+// reads: "claude-statusline.json" in applicationSupportDirectory().
+QString claudeStatusLinePayload();
+
 // Creates the folder (mode 0700) and any missing parents; an existing folder
 // is fine, a file in its place is an error.
 Result<void> ensureApplicationSupportDirectory();

@@ -15,7 +15,7 @@ class ClaudeCollector : public UsageCollecting
 {
 public:
     struct Settings {
-        QString payloadPath;                       // "claude-statusline.json"
+        QString payloadPath;                       // AppPaths::claudeStatusLinePayload()
         std::optional<QString> executableOverride; // the `claude` path typed in Settings
         double liveInterval = 300;                 // seconds a source counts as recent
         double probeTimeout = 20;                  // seconds the /usage probe may take

@@ -1,5 +1,6 @@
 #include "collectors/claude/ClaudeIntegrationManager.h"
 
+#include "collectors/claude/ClaudeStatusLineHelper.h"
 #include "model/Json.h"
 #include "model/JsonNumberShield.h"
 #include "system/AppPaths.h"
@@ -15,7 +16,7 @@ namespace ClaudeIntegrationManager {
 
 namespace {
 
-const QString kBridgeMark = QStringLiteral("--claude-statusline");
+const QString kBridgeMark = QString::fromLatin1(ClaudeStatusLineHelper::kCommandLineSwitch);
 const QString kStatusLine = QStringLiteral("statusLine");
 const QString kHadStatusLine = QStringLiteral("hadStatusLine");
 // Claude Code and editors write the settings too; a few rounds of reading

@@ -20,7 +20,7 @@ namespace ClaudeStatusLineHelper {
 
 namespace {
 
-const QString kBridgeMark = QStringLiteral("--claude-statusline");
+const QString kBridgeMark = QString::fromLatin1(kCommandLineSwitch);
 
 // The integer part of a percentage as text: 42.9 gives "42", -0.5 gives "0".
 QString wholePercent(double value)
@@ -114,7 +114,7 @@ int run()
         return 1;
     // The payload is rewritten on every status-line refresh and is worthless
     // after a crash, so it is not flushed to disk.
-    const QString payloadPath = AppPaths::applicationSupportDirectory() + QStringLiteral("/claude-statusline.json");
+    const QString payloadPath = AppPaths::claudeStatusLinePayload();
     if (!AtomicFile::write(payloadPath, input.bytes, {.mode = 0600, .keepExistingMode = false, .durable = false}))
         return 1;
 

@@ -13,6 +13,10 @@
 // status line (or a short usage summary of its own).
 namespace ClaudeStatusLineHelper {
 
+// The executable's switch that runs the helper; the installed command ends
+// with it, which is also how Limitra recognises its own bridge.
+inline constexpr char kCommandLineSwitch[] = "--claude-statusline";
+
 // How long the helper waits for standard input to form a complete JSON
 // document before it gives up with status 2.
 inline constexpr std::chrono::milliseconds kInputTimeLimit{5000};
