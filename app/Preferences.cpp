@@ -36,7 +36,7 @@ void Preferences::store(const QString &key, const QVariant &value)
 
 QSet<UsageProvider> Preferences::enabledProviders() const
 {
-    const QSet<UsageProvider> all(allCases<UsageProvider>.begin(), allCases<UsageProvider>.end());
+    QSet<UsageProvider> all(allCases<UsageProvider>.begin(), allCases<UsageProvider>.end());
     if (!m_settings->contains(kEnabledProviders))
         return all;
     const QVariant stored = m_settings->value(kEnabledProviders);

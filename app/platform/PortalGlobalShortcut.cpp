@@ -230,14 +230,14 @@ void PortalGlobalShortcut::closeSession(const QString &session)
 }
 
 void PortalGlobalShortcut::request(const QString &method, const QVariantList &arguments, const QString &token,
-                                   Answer answer)
+                                   const Answer &answer)
 {
     // The Response can come before the call's own reply: listen first, on
     // the path the portal derives from our name and the token.
     QString sender = m_bus.baseService().mid(1);
     sender.replace(QLatin1Char('.'), QLatin1Char('_'));
     const QString path = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2").arg(sender, token);
-    m_pending.insert(path, std::move(answer));
+    m_pending.insert(path, answer);
     m_bus.connect(kService, path, kRequestInterface, QStringLiteral("Response"), this,
                   SLOT(requestAnswered(QDBusMessage)));
     QDBusMessage call = QDBusMessage::createMethodCall(kService, kPath, kInterface, method);

@@ -46,7 +46,7 @@ private:
     void bindShortcut(const QString &session);
     void closeSession(const QString &session);
     // Calls a portal method whose outcome comes as a Request's Response.
-    void request(const QString &method, const QVariantList &arguments, const QString &token, Answer answer);
+    void request(const QString &method, const QVariantList &arguments, const QString &token, const Answer &answer);
     void fail(quint64 generation, const Error &error);
     QString nextToken();
 
