@@ -141,7 +141,7 @@ struct AppFakes {
         return SnapshotSamples::connected(provider, now, windows);
     }
     // A round where every provider has `percents`.
-    void finishAll(QList<double> percents)
+    void finishAllAt(QList<double> percents)
     {
         finishAll([&](UsageProvider provider) { return usage(provider, percents); });
     }

@@ -29,7 +29,7 @@ private:
         const size_t providers = model->visibleProviders().size();
         if (!QTest::qWaitFor([this, providers] { return m_fakes->collections.size() == providers; }))
             return nullptr;
-        m_fakes->finishAll({});
+        m_fakes->finishAllAt({});
         return QTest::qWaitFor([&started] { return started.isFinished(); }) ? std::move(model) : nullptr;
     }
     // One round, each provider answering what `make` gives.
@@ -82,7 +82,7 @@ void AppModelTest::init()
 void AppModelTest::cleanup()
 {
     // Let queued work (a scheduled start, continuations) see the model gone.
-    m_fakes->finishAll({});
+    m_fakes->finishAllAt({});
     QCoreApplication::processEvents();
     m_fakes.reset();
     m_home.reset();
@@ -240,7 +240,7 @@ void AppModelTest::providersSwitchedOnAndOff()
     // Switched off while that round runs: the round still stores it...
     model->setProvider(UsageProvider::claude, false);
     QVERIFY(!model->latest().contains(UsageProvider::claude));
-    m_fakes->finishAll({5});
+    m_fakes->finishAllAt({5});
     QTRY_VERIFY(!model->isRefreshing());
     QVERIFY(model->latest().contains(UsageProvider::claude));
     // ... and the next one removes it for good. (The round setProvider asked
@@ -248,7 +248,7 @@ void AppModelTest::providersSwitchedOnAndOff()
     QFuture<void> next = model->refresh();
     QCOMPARE(m_fakes->collections.size(), size_t(1));
     QCOMPARE(m_fakes->collections.front().provider, UsageProvider::codex);
-    m_fakes->finishAll({6});
+    m_fakes->finishAllAt({6});
     QTRY_VERIFY(next.isFinished());
     QVERIFY(!model->latest().contains(UsageProvider::claude));
 }
@@ -260,7 +260,7 @@ void AppModelTest::periodicRoundsCountFromTheEndOfTheLast()
         QTRY_COMPARE(m_fakes->collections.size(), size_t(2));
         // Nothing is scheduled while a round runs...
         QCOMPARE(m_fakes->scheduled.size(), size_t(0));
-        m_fakes->finishAll({1});
+        m_fakes->finishAllAt({1});
         // ... the next one is, a refresh interval after this one ended.
         QTRY_COMPARE(m_fakes->scheduled.size(), size_t(1));
         QVERIFY(!model->isRefreshing());

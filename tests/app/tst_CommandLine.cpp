@@ -143,14 +143,18 @@ void CommandLineTest::runs()
     FakeTools fakes;
     fakes.activate();
     const QString codexPath = codex.isEmpty() ? QString() : fakes.codex(codex, codexResult);
-    if (!claude.isEmpty())
-        fakes.claude(claude);
+    const QString claudePath = claude.isEmpty() ? QString() : fakes.claude(claude);
     if (bridge) {
         home.writeFile(QStringLiteral(".claude/settings.json"),
                        R"({"statusLine": {"type": "command", "command": "'/opt/limitra' --claude-statusline"}})");
     }
     QProcessEnvironment environment = home.environment();
-    environment.insert(QStringLiteral("PATH"), fakes.folder() + QStringLiteral(":/usr/bin:/bin"));
+    QString path = QStringLiteral("/usr/bin:/bin");
+    for (const QString &fake : {codexPath, claudePath}) {
+        if (!fake.isEmpty())
+            path.prepend(QFileInfo(fake).absolutePath() + QLatin1Char(':'));
+    }
+    environment.insert(QStringLiteral("PATH"), path);
     for (const char *name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
         environment.remove(QString::fromLatin1(name));
     // No session bus: nobody can own the instance's name.
