@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QQuickStyle>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
 
 #include <memory>

@@ -1,8 +1,8 @@
 // The real executable on a desktop of its own (Xvfb, a private session bus,
 // tray hosts from Debian packages, clicks and keys from xdotool): the tray
 // icon on each kind of tray, the panel under the click and under the global
-// shortcut, one instance per session, and one whole round with fake `codex`
-// and `claude` that every output agrees on.
+// shortcut, and one whole round with fake `codex` and `claude` that every
+// output agrees on, with one instance per session.
 #include "DesktopSession.h"
 #include "app/Preferences.h"
 #include "storage/ArchiveFormat.h"
@@ -123,7 +123,6 @@ private Q_SLOTS:
 
     void wholeApplicationWithAStatusNotifierHost();
     void withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheIcon();
-    void oneInstancePerSession();
     void shortcutTogglesThePanelWithNumLockOnAndOff();
     void aCombinationAnotherClientHoldsIsReported();
 
@@ -241,7 +240,7 @@ void DesktopSessionTest::wholeApplicationWithAStatusNotifierHost()
     startStatusNotifierHost();
     if (QTest::currentTestFailed())
         return;
-    startLimitra();
+    QProcess *first = startLimitra();
     QTRY_VERIFY_WITH_TIMEOUT(!registeredItem().isEmpty(), 30000);
     const QString item = registeredItem();
 
@@ -299,6 +298,22 @@ void DesktopSessionTest::wholeApplicationWithAStatusNotifierHost()
     drawn.save(LIMITRA_SCREENSHOT_DIR "/desktop-panel.png");
     m_session->click(icon, DesktopSession::Pause::pastDoubleClick);
     QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
+
+    // One instance per session: a later start speaks to it.
+    QCOMPARE(runLimitra({"--toggle-panel"}, {}, m_environment).exitCode, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kPanelWidth).size(), 1, 10000);
+    QCOMPARE(runLimitra({"--toggle-panel"}, {}, m_environment).exitCode, 0);
+    QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
+
+    // A second start shows the first one's dashboard and leaves.
+    QCOMPARE(runLimitra({}, {}, m_environment).exitCode, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 10000);
+    QCOMPARE(first->state(), QProcess::Running);
+
+    DesktopSession::stop(first);
+    const LimitraRun alone = runLimitra({"--toggle-panel"}, {}, m_environment);
+    QCOMPARE(alone.exitCode, 1);
+    QCOMPARE(alone.errors, QByteArray("Limitra is not running.\n"));
 }
 
 void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheIcon()
@@ -321,30 +336,6 @@ void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheI
     // At once: the tray takes the second click for a double click.
     m_session->click(icon.center());
     QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
-}
-
-void DesktopSessionTest::oneInstancePerSession()
-{
-    startStatusNotifierHost();
-    if (QTest::currentTestFailed())
-        return;
-    QProcess *first = startLimitra();
-    QTRY_VERIFY_WITH_TIMEOUT(!registeredItem().isEmpty(), 30000);
-
-    QCOMPARE(runLimitra({"--toggle-panel"}, {}, m_environment).exitCode, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kPanelWidth).size(), 1, 10000);
-    QCOMPARE(runLimitra({"--toggle-panel"}, {}, m_environment).exitCode, 0);
-    QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
-
-    // A second start shows the first one's dashboard and leaves.
-    QCOMPARE(runLimitra({}, {}, m_environment).exitCode, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 10000);
-    QCOMPARE(first->state(), QProcess::Running);
-
-    DesktopSession::stop(first);
-    const LimitraRun alone = runLimitra({"--toggle-panel"}, {}, m_environment);
-    QCOMPARE(alone.exitCode, 1);
-    QCOMPARE(alone.errors, QByteArray("Limitra is not running.\n"));
 }
 
 void DesktopSessionTest::shortcutTogglesThePanelWithNumLockOnAndOff()

@@ -90,7 +90,7 @@ void SettingsPagesTest::providersPage()
     click(visibleItem(page, "bridgeButton"));
     QTRY_COMPARE(texts(page, "bridgeStatus"), QStringList{"Using account fallback"});
     QCOMPARE(texts(page, "bridgeButton"), QStringList{"Connect"});
-    QCOMPARE(texts(page, "noteText"), QStringList{"The previous Claude status-line configuration was restored."});
+    QVERIFY(texts(page, "noteText").contains("The previous Claude status-line configuration was restored."));
 }
 
 void SettingsPagesTest::appearancePage()
