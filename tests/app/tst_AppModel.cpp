@@ -131,7 +131,6 @@ void AppModelTest::preferencesAtConstruction()
     QCOMPARE(model->alertThreshold(), threshold);
     QCOMPARE(model->property("menuBarShortcut").toString(), shortcut);
     QCOMPARE(model->showsMenuBarIcon(), showsIcon);
-    QCOMPARE(model->notificationsEnabled(), false);
     // The shortcut was registered at construction when there is one.
     QCOMPARE(m_fakes->registered.has_value(), !shortcut.isEmpty());
     QCOMPARE(model->menuBarTitle(), QStringLiteral("--"));
