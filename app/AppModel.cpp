@@ -25,11 +25,11 @@
 namespace {
 
 // A collector that fails is shown as an error snapshot, never as a lost round.
-ProviderSnapshot errorSnapshot(UsageProvider provider, const Error &error)
+ProviderSnapshot errorSnapshot(UsageProvider provider, const Error &error, const QDateTime &now)
 {
     ProviderSnapshot snapshot;
     snapshot.provider = provider;
-    snapshot.collectedAt = QDateTime::currentDateTimeUtc();
+    snapshot.collectedAt = now;
     snapshot.source = provider == UsageProvider::codex ? UsageSource::codexAppServer : UsageSource::claudeStatusLine;
     snapshot.state = CollectorState::error;
     snapshot.message = error.description();
@@ -90,12 +90,6 @@ AppModel::AppModel(Services services, QObject *parent)
     m_services.shortcuts->setLateFailureHandler([this](const Error &error) { setShortcutError(error.description()); });
     applyShortcut();
     applyActivationPolicy();
-
-    m_refreshTimer.setSingleShot(true);
-    m_refreshTimer.setTimerType(Qt::PreciseTimer);
-    m_refreshTimer.setInterval(m_services.refreshInterval);
-    connect(&m_refreshTimer, &QTimer::timeout, this,
-            [this] { whenFinished(refresh(), this, [this] { scheduleNextRound(); }); });
     QTimer::singleShot(0, this, [this] { start(); });
 }
 
@@ -169,7 +163,8 @@ QFuture<void> AppModel::start()
 
 void AppModel::scheduleNextRound()
 {
-    m_refreshTimer.start();
+    m_services.runLater(m_services.refreshInterval, this,
+                        [this] { whenFinished(refresh(), this, [this] { scheduleNextRound(); }); });
 }
 
 QFuture<void> AppModel::refresh()
@@ -196,9 +191,11 @@ QFuture<std::optional<ProviderSnapshot>> AppModel::snapshotFor(UsageProvider pro
         return QtFuture::makeReadyFuture(std::optional<ProviderSnapshot>());
     const QString override = provider == UsageProvider::codex ? m_codexExecutablePath : m_claudeExecutablePath;
     std::shared_ptr<UsageCollecting> collector = m_services.makeCollector(provider, override);
-    return collector->collect().then([provider, collector](const Result<ProviderSnapshot> &collected) {
-        return std::optional<ProviderSnapshot>(collected ? *collected : errorSnapshot(provider, collected.error()));
-    });
+    return collector->collect().then(
+        [provider, collector, now = m_services.now](const Result<ProviderSnapshot> &collected) {
+            return std::optional<ProviderSnapshot>(collected ? *collected
+                                                             : errorSnapshot(provider, collected.error(), now()));
+        });
 }
 
 void AppModel::finishRound(const QList<std::optional<ProviderSnapshot>> &results,
@@ -216,7 +213,7 @@ void AppModel::finishRound(const QList<std::optional<ProviderSnapshot>> &results
         if (!result)
             continue;
         latest.insert(result->provider, *result);
-        m_alerts->maybeNotify(*result, m_notificationsEnabled, m_alertThreshold);
+        m_alerts->maybeNotify(*result, m_notificationsEnabled, m_alertThreshold, m_services.now());
         collected.append(*result);
     }
     setLatest(latest);
@@ -291,7 +288,7 @@ void AppModel::setHistory(QList<ProviderSnapshot> history)
 
 void AppModel::updateForecasts()
 {
-    m_forecasts.update(m_history, m_latest, QDateTime::currentDateTimeUtc());
+    m_forecasts.update(m_history, m_latest, m_services.now());
     Q_EMIT forecastsChanged();
 }
 

@@ -89,6 +89,13 @@ public:
         std::function<std::optional<QString>()> executablePath;
         std::function<void(const QMap<UsageProvider, ProviderSnapshot> &)> exportWidget;
         std::chrono::milliseconds refreshInterval{std::chrono::seconds(180)};
+        // The time the alerts, forecasts and error snapshots go by.
+        std::function<QDateTime()> now = [] { return QDateTime::currentDateTimeUtc(); };
+        // Runs `next` once `interval` has passed, unless `context` is gone by then.
+        std::function<void(std::chrono::milliseconds interval, QObject *context, std::function<void()> next)> runLater =
+            [](std::chrono::milliseconds interval, QObject *context, std::function<void()> next) {
+                QTimer::singleShot(interval, Qt::PreciseTimer, context, std::move(next));
+            };
 
         // The real ones: collectors, files, D-Bus notifications, autostart,
         // and the desktop's hot keys, which the graphical shell chooses.
@@ -222,7 +229,6 @@ private:
     Services m_services;
     std::unique_ptr<UsageAlerts> m_alerts;
     TaskbarPolicy m_taskbarPolicy;
-    QTimer m_refreshTimer;
     std::function<bool()> m_panelAvailable = [] { return false; };
 
     QMap<UsageProvider, ProviderSnapshot> m_latest;

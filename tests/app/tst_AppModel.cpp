@@ -1,23 +1,15 @@
 // The application model with fake collectors and platform services, real
 // preferences and archive files in a throw-away home.
 #include "app/AppModel.h"
-#include "app/UsageAlerts.h"
 #include "collectors/claude/ClaudeIntegrationManager.h"
 #include "storage/ArchiveFormat.h"
 #include "tests/app/AppFakes.h"
-#include "tests/support/ResultChecks.h"
+#include "tests/support/LimitraProcess.h"
 #include "tests/support/TestHome.h"
 
-#include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QtTest>
-
-namespace {
-
-const QString kTaskbarMessage = QStringLiteral("The taskbar entry is now always shown so Limitra stays reachable.");
-const QString kTrayMessage = QStringLiteral("The tray icon came back so Limitra stays reachable.");
-
-} // namespace
 
 class AppModelTest : public QObject
 {
@@ -29,8 +21,7 @@ private:
 
     QString folder() const { return m_home->path(); }
     std::unique_ptr<AppModel> makeModel() { return std::make_unique<AppModel>(m_fakes->services(folder())); }
-    // A model whose start() has run with an empty archive and no round
-    // pending; none if that did not happen in time.
+    // A model whose start() has run with an empty archive and no round pending.
     std::unique_ptr<AppModel> startedModel()
     {
         auto model = makeModel();
@@ -38,14 +29,25 @@ private:
         const size_t providers = model->visibleProviders().size();
         if (!QTest::qWaitFor([this, providers] { return m_fakes->collections.size() == providers; }))
             return nullptr;
-        m_fakes->finishAll([](UsageProvider provider) { return usage(provider, {}); });
-        if (!QTest::qWaitFor([&started] { return started.isFinished(); }))
-            return nullptr;
-        return model;
+        m_fakes->finishAllAt({});
+        return QTest::qWaitFor([&started] { return started.isFinished(); }) ? std::move(model) : nullptr;
+    }
+    // One round, each provider answering what `make` gives.
+    static void round(AppModel &model, AppFakes &fakes,
+                      const std::function<Result<ProviderSnapshot>(UsageProvider)> &make)
+    {
+        QFuture<void> future = model.refresh();
+        fakes.finishAll(make);
+        QTRY_VERIFY(future.isFinished());
     }
     void writePreferences(const QByteArray &ini) const
     {
         m_home->writeFile(QStringLiteral("Limitra.conf"), "[General]\n" + ini);
+    }
+    QByteArray storedPreferences() const { return readAll(AppFakes::preferencesPath(folder())); }
+    qsizetype archived() const
+    {
+        return ArchiveFormat::decode(readAll(folder() + "/usage-history.json")).value().snapshots.size();
     }
 
 private Q_SLOTS:
@@ -56,22 +58,18 @@ private Q_SLOTS:
     void preferencesAtConstruction();
     void startShowsArchivedSnapshotsThenRefreshes();
     void roundCollectsStoresAndArchives();
-    void secondRefreshDuringARoundReturnsAtOnce();
     void failingCollectorGivesAnErrorSnapshot();
     void bothProvidersDisabled();
-    void providerSwitchedOffDuringARound();
-    void enablingAProviderPersistsAndRefreshes();
+    void providersSwitchedOnAndOff();
     void periodicRoundsCountFromTheEndOfTheLast();
-    void menuBarTitle();
     void alertsThroughARound();
-    void reachabilityRule();
-    void activationPolicy();
+    void reachabilityAndActivationPolicy();
     void launchAtLogin();
     void claudeBridgeActions();
     void shortcutPersistenceAndErrors();
     void hotKeyAction();
     void settingsArePersistedAsTyped();
-    void preferencesLiveInTheUsersConfigFolder();
+    void statusLinePayloadReachesTheNextRound();
 };
 
 void AppModelTest::init()
@@ -84,7 +82,7 @@ void AppModelTest::init()
 void AppModelTest::cleanup()
 {
     // Let queued work (a scheduled start, continuations) see the model gone.
-    m_fakes->finishAll([](UsageProvider provider) { return usage(provider, {}); });
+    m_fakes->finishAllAt({});
     QCoreApplication::processEvents();
     m_fakes.reset();
     m_home.reset();
@@ -99,24 +97,23 @@ void AppModelTest::preferencesAtConstruction_data()
     QTest::addColumn<QString>("shortcut");
     QTest::addColumn<bool>("showsIcon");
 
-    QTest::newRow("nothing stored") << QByteArray() << QStringList{"codex", "claude"} << "whileDashboardOpen" << 80.0
-                                    << "Ctrl+Alt+Super+U" << true;
+    const QStringList both{"codex", "claude"};
+    const QString dashboard = "whileDashboardOpen";
+    QTest::newRow("nothing stored") << QByteArray() << both << dashboard << 80.0 << "Ctrl+Alt+Super+U" << true;
     QTest::newRow("stored values") << QByteArray("enabledProviders=claude, gemini\ndockIconVisibility=never\n"
                                                  "alertThreshold=55.5\nshowsMenuBarIcon=false\n")
                                    << QStringList{"claude"} << "never" << 55.5 << "Ctrl+Alt+Super+U" << false;
     QTest::newRow("empty list, unknown case, zero threshold")
         << QByteArray("enabledProviders=@Invalid()\ndockIconVisibility=sometimes\nalertThreshold=0\n") << QStringList{}
-        << "whileDashboardOpen" << 80.0 << "Ctrl+Alt+Super+U" << true;
+        << dashboard << 80.0 << "Ctrl+Alt+Super+U" << true;
     QTest::newRow("empty shortcut data means none")
-        << QByteArray("menuBarShortcut=@ByteArray()\n") << QStringList{"codex", "claude"} << "whileDashboardOpen"
-        << 80.0 << "" << true;
+        << QByteArray("menuBarShortcut=@ByteArray()\n") << both << dashboard << 80.0 << "" << true;
     QTest::newRow("undecodable shortcut means none")
-        << QByteArray("menuBarShortcut=@ByteArray({\"keyCode\":5})\n") << QStringList{"codex", "claude"}
-        << "whileDashboardOpen" << 80.0 << "" << true;
+        << QByteArray("menuBarShortcut=@ByteArray({\"keyCode\":5})\n") << both << dashboard << 80.0 << "" << true;
     QTest::newRow("stored shortcut") << QByteArray(
         "menuBarShortcut=\"@ByteArray({\\\"keyCode\\\":107,\\\"keyLabel\\\":\\\"K\\\",\\\"modifierFlags\\\":"
-        "1966080})\"\n") << QStringList{"codex", "claude"}
-                                     << "whileDashboardOpen" << 80.0 << "Ctrl+Alt+Shift+Super+K" << true;
+        "1966080})\"\n") << both << dashboard
+                                     << 80.0 << "Ctrl+Alt+Shift+Super+K" << true;
 }
 
 void AppModelTest::preferencesAtConstruction()
@@ -134,28 +131,23 @@ void AppModelTest::preferencesAtConstruction()
     QCOMPARE(model->alertThreshold(), threshold);
     QCOMPARE(model->property("menuBarShortcut").toString(), shortcut);
     QCOMPARE(model->showsMenuBarIcon(), showsIcon);
-    QCOMPARE(model->notificationsEnabled(), false);
-    QCOMPARE(model->codexExecutablePath(), QString());
     // The shortcut was registered at construction when there is one.
     QCOMPARE(m_fakes->registered.has_value(), !shortcut.isEmpty());
     QCOMPARE(model->menuBarTitle(), QStringLiteral("--"));
-    QCOMPARE(model->isRefreshing(), false);
 }
 
 void AppModelTest::startShowsArchivedSnapshotsThenRefreshes()
 {
-    const QDateTime now = QDateTime::currentDateTimeUtc();
-    ProviderSnapshot olderCodex = usage(UsageProvider::codex, {10});
-    olderCodex.collectedAt = now.addSecs(-600);
-    ProviderSnapshot newerCodex = usage(UsageProvider::codex, {20});
-    newerCodex.collectedAt = now.addSecs(-300);
-    ProviderSnapshot claude = usage(UsageProvider::claude, {30});
-    claude.collectedAt = now.addSecs(-400);
+    ProviderSnapshot olderCodex = m_fakes->usage(UsageProvider::codex, {10});
+    olderCodex.collectedAt = m_fakes->now.addSecs(-600);
+    ProviderSnapshot newerCodex = m_fakes->usage(UsageProvider::codex, {20});
+    newerCodex.collectedAt = m_fakes->now.addSecs(-300);
+    ProviderSnapshot claude = m_fakes->usage(UsageProvider::claude, {30});
+    claude.collectedAt = m_fakes->now.addSecs(-400);
     m_home->writeFile(QStringLiteral("usage-history.json"), ArchiveFormat::encode({{olderCodex, claude, newerCodex}}));
     writePreferences("enabledProviders=codex\n");
 
     auto model = makeModel();
-    QSignalSpy latestChanged(model.get(), &AppModel::latestChanged);
     // start() is scheduled by the constructor.
     QTRY_COMPARE(m_fakes->collections.size(), size_t(1));
     QCOMPARE(model->history().size(), 3);
@@ -165,7 +157,6 @@ void AppModelTest::startShowsArchivedSnapshotsThenRefreshes()
     QVERIFY(model->isRefreshing());
     QVERIFY(model->start().isFinished()); // a second start does nothing
     QCOMPARE(m_fakes->collections.size(), size_t(1));
-    QVERIFY(latestChanged.count() >= 1);
 }
 
 void AppModelTest::roundCollectsStoresAndArchives()
@@ -174,36 +165,28 @@ void AppModelTest::roundCollectsStoresAndArchives()
     QVERIFY(model);
     QCOMPARE(m_fakes->collectorsMade, 2);
     model->setCodexExecutablePath(QStringLiteral("~/bin/codex"));
+    QSignalSpy titleChanged(model.get(), &AppModel::menuBarTitleChanged);
     QFuture<void> round = model->refresh();
+    QVERIFY(model->refresh().isFinished()); // a second refresh during a round returns at once
     QCOMPARE(m_fakes->collections.size(), size_t(2));
     QCOMPARE(m_fakes->collections[0].executableOverride, QStringLiteral("~/bin/codex"));
-    const ProviderSnapshot codex = usage(UsageProvider::codex, {42});
-    const ProviderSnapshot claude = usage(UsageProvider::claude, {13, 7});
+    const ProviderSnapshot codex = m_fakes->usage(UsageProvider::codex, {12.5});
+    const ProviderSnapshot claude = m_fakes->usage(UsageProvider::claude, {87.5, 3});
     // Claude answers first; the results are still taken codex first.
-    m_fakes->collections[1].finish(claude);
-    m_fakes->collections[0].finish(codex);
-    m_fakes->collections.clear();
+    std::swap(m_fakes->collections[0], m_fakes->collections[1]);
+    m_fakes->finishAll([&](UsageProvider provider) { return provider == UsageProvider::codex ? codex : claude; });
     QTRY_VERIFY(round.isFinished());
     QCOMPARE(model->latest().value(UsageProvider::codex), codex);
     QCOMPARE(model->latest().value(UsageProvider::claude), claude);
-    QVERIFY(!model->isRefreshing());
     QCOMPARE(model->history().mid(model->history().size() - 2), (QList<ProviderSnapshot>{codex, claude}));
+    QVERIFY(!model->isRefreshing());
     QCOMPARE(m_fakes->exports.back(), model->latest());
-    QCOMPARE(ArchiveFormat::decode(readAll(folder() + QStringLiteral("/usage-history.json"))).value().snapshots.size(),
-             model->history().size());
-}
-
-void AppModelTest::secondRefreshDuringARoundReturnsAtOnce()
-{
-    auto model = startedModel();
-    QVERIFY(model);
-    QFuture<void> first = model->refresh();
-    QFuture<void> second = model->refresh();
-    QVERIFY(second.isFinished());
-    QVERIFY(!first.isFinished());
-    QCOMPARE(m_fakes->collections.size(), size_t(2)); // one round's collections only
-    m_fakes->finishAll([](UsageProvider provider) { return usage(provider, {1}); });
-    QTRY_VERIFY(first.isFinished());
+    QCOMPARE(archived(), model->history().size());
+    QCOMPARE(model->property("menuBarTitle").toString(), QStringLiteral("88%"));
+    QCOMPARE(titleChanged.count(), 1);
+    // A hidden provider does not count.
+    model->setProvider(UsageProvider::claude, false);
+    QCOMPARE(model->menuBarTitle(), QStringLiteral("13%"));
 }
 
 void AppModelTest::failingCollectorGivesAnErrorSnapshot()
@@ -211,16 +194,15 @@ void AppModelTest::failingCollectorGivesAnErrorSnapshot()
     auto model = startedModel();
     QVERIFY(model);
     model->setNotificationsEnabled(true);
-    QFuture<void> round = model->refresh();
-    m_fakes->finishAll([](UsageProvider provider) -> Result<ProviderSnapshot> {
+    round(*model, *m_fakes, [this](UsageProvider provider) -> Result<ProviderSnapshot> {
         if (provider == UsageProvider::codex)
             return LimitraError::executableNotFound(QStringLiteral("Codex"));
-        return usage(provider, {50});
+        return m_fakes->usage(provider, {50});
     });
-    QTRY_VERIFY(round.isFinished());
     const ProviderSnapshot codex = model->latest().value(UsageProvider::codex);
     QCOMPARE(codex.state, CollectorState::error);
     QCOMPARE(codex.source, UsageSource::codexAppServer);
+    QCOMPARE(codex.collectedAt, m_fakes->now);
     QCOMPARE(codex.message, QStringLiteral("Could not find the Codex executable. Set its path in Settings."));
     QVERIFY(codex.windows.isEmpty());
     QCOMPARE(model->latest().value(UsageProvider::claude).windows.size(), 1);
@@ -235,37 +217,11 @@ void AppModelTest::bothProvidersDisabled()
     QTRY_VERIFY(started.isFinished());
     QCOMPARE(m_fakes->collectorsMade, 0);
     QVERIFY(model->latest().isEmpty());
-    QVERIFY(model->history().isEmpty());
     QCOMPARE(model->menuBarTitle(), QStringLiteral("--"));
-    // The archive was still written, with nothing in it.
-    QCOMPARE(ArchiveFormat::decode(readAll(folder() + QStringLiteral("/usage-history.json"))).value().snapshots.size(),
-             0);
+    QCOMPARE(archived(), 0); // the archive was still written, with nothing in it
 }
 
-void AppModelTest::providerSwitchedOffDuringARound()
-{
-    auto model = startedModel();
-    QVERIFY(model);
-    QFuture<void> round = model->refresh();
-    model->setProvider(UsageProvider::claude, false);
-    QVERIFY(!model->latest().contains(UsageProvider::claude));
-    m_fakes->finishAll([](UsageProvider provider) { return usage(provider, {5}); });
-    QTRY_VERIFY(round.isFinished());
-    // Stored once more from the round already running...
-    QVERIFY(model->latest().contains(UsageProvider::claude));
-    // ... and removed for good by the next one. (The round setProvider asked
-    // for found this one still running and returned at once.)
-    QCOMPARE(m_fakes->collections.size(), size_t(0));
-    QFuture<void> next = model->refresh();
-    QCOMPARE(m_fakes->collections.size(), size_t(1));
-    QCOMPARE(m_fakes->collections.front().provider, UsageProvider::codex);
-    m_fakes->finishAll([](UsageProvider provider) { return usage(provider, {6}); });
-    QTRY_VERIFY(next.isFinished());
-    QVERIFY(!model->latest().contains(UsageProvider::claude));
-    QCOMPARE(model->visibleProviders(), QList<UsageProvider>{UsageProvider::codex});
-}
-
-void AppModelTest::enablingAProviderPersistsAndRefreshes()
+void AppModelTest::providersSwitchedOnAndOff()
 {
     writePreferences("enabledProviders=codex\n");
     auto model = startedModel();
@@ -275,113 +231,72 @@ void AppModelTest::enablingAProviderPersistsAndRefreshes()
     QMetaObject::invokeMethod(model.get(), "setProvider", Q_ARG(QString, QStringLiteral("claude")), Q_ARG(bool, true));
     QCOMPARE(changed.count(), 1);
     QCOMPARE(m_fakes->exports.size(), exportsBefore + 1);
-    QTRY_COMPARE(m_fakes->collections.size(), size_t(2));
-    QVERIFY(readAll(AppFakes::preferencesPath(folder())).contains("enabledProviders=codex, claude"));
+    QVERIFY(storedPreferences().contains("enabledProviders=codex, claude"));
     model->setProvider(UsageProvider::claude, true); // already enabled: nothing
     QCOMPARE(changed.count(), 1);
+    QTRY_COMPARE(m_fakes->collections.size(), size_t(2)); // the round it asked for
+
+    // Switched off while that round runs: the round still stores it...
+    model->setProvider(UsageProvider::claude, false);
+    QVERIFY(!model->latest().contains(UsageProvider::claude));
+    m_fakes->finishAllAt({5});
+    QTRY_VERIFY(!model->isRefreshing());
+    QVERIFY(model->latest().contains(UsageProvider::claude));
+    // ... and the next one removes it for good. (The round setProvider asked
+    // for found that one still running and returned at once.)
+    QFuture<void> next = model->refresh();
+    QCOMPARE(m_fakes->collections.size(), size_t(1));
+    QCOMPARE(m_fakes->collections.front().provider, UsageProvider::codex);
+    m_fakes->finishAllAt({6});
+    QTRY_VERIFY(next.isFinished());
+    QVERIFY(!model->latest().contains(UsageProvider::claude));
 }
 
 void AppModelTest::periodicRoundsCountFromTheEndOfTheLast()
 {
-    m_fakes->refreshInterval = std::chrono::milliseconds(300);
     auto model = makeModel();
-    QElapsedTimer clock;
-    clock.start();
-    QList<qint64> starts, ends;
     for (int round = 0; round < 3; ++round) {
         QTRY_COMPARE(m_fakes->collections.size(), size_t(2));
-        starts.append(clock.elapsed());
-        QTest::qWait(200); // a slow round
-        m_fakes->finishAll([](UsageProvider provider) { return usage(provider, {1}); });
-        QTRY_VERIFY(!model->isRefreshing());
-        ends.append(clock.elapsed());
+        // Nothing is scheduled while a round runs...
+        QCOMPARE(m_fakes->scheduled.size(), size_t(0));
+        m_fakes->finishAllAt({1});
+        // ... the next one is, a refresh interval after this one ended.
+        QTRY_COMPARE(m_fakes->scheduled.size(), size_t(1));
+        QVERIFY(!model->isRefreshing());
+        QCOMPARE(m_fakes->scheduled.front().first, std::chrono::milliseconds(std::chrono::seconds(180)));
+        const std::function<void()> next = std::move(m_fakes->scheduled.front().second);
+        m_fakes->scheduled.clear();
+        next();
     }
-    // Counted from the start, the next round would come 100 ms after the end;
-    // counted from the end, 300 ms after it (a coarse timer may fire 5 % early,
-    // a busy machine only makes it later). Half-way tells them apart.
-    for (int round = 1; round < 3; ++round)
-        QVERIFY2(starts[round] - ends[round - 1] >= 200,
-                 qPrintable(QStringLiteral("%1 ms").arg(starts[round] - ends[round - 1])));
-}
-
-void AppModelTest::menuBarTitle()
-{
-    auto model = startedModel();
-    QVERIFY(model);
-    QSignalSpy titleChanged(model.get(), &AppModel::menuBarTitleChanged);
-    QFuture<void> round = model->refresh();
-    m_fakes->finishAll([](UsageProvider provider) {
-        return provider == UsageProvider::codex ? usage(provider, {12.5}) : usage(provider, {87.5, 3});
-    });
-    QTRY_VERIFY(round.isFinished());
-    QCOMPARE(model->property("menuBarTitle").toString(), QStringLiteral("88%"));
-    QCOMPARE(titleChanged.count(), 1);
-    // A hidden provider does not count.
-    model->setProvider(UsageProvider::claude, false);
-    QCOMPARE(model->menuBarTitle(), QStringLiteral("13%"));
-    QCOMPARE(titleChanged.count(), 2);
 }
 
 void AppModelTest::alertsThroughARound()
 {
     auto model = startedModel();
     QVERIFY(model);
-    const QDateTime reset = QDateTime::currentDateTimeUtc().addSecs(2 * 3600 + 30);
-    const auto round = [&] {
-        QFuture<void> future = model->refresh();
-        m_fakes->finishAll([&](UsageProvider provider) { return usage(provider, {92.5}, reset); });
-        QTRY_VERIFY(future.isFinished());
+    const auto highUsage = [this](UsageProvider provider) {
+        return m_fakes->usage(provider, {92.5}, m_fakes->now.addSecs(2 * 3600));
     };
-    round(); // notifications are off
+    round(*model, *m_fakes, highUsage); // notifications are off
     QVERIFY(m_fakes->posts.empty());
     model->setNotificationsEnabled(true);
     QCOMPARE(m_fakes->permissionRequests, 1);
-    round();
+    round(*model, *m_fakes, highUsage);
     QCOMPARE(m_fakes->posts.size(), size_t(2)); // one per provider
     QCOMPARE(m_fakes->posts[0].title, QStringLiteral("Codex usage is 93%"));
-    round(); // the same windows in the same period
-    QCOMPARE(m_fakes->posts.size(), size_t(2));
-    model->setAlertThreshold(90); // a new threshold re-arms them
-    round();
-    QCOMPARE(m_fakes->posts.size(), size_t(4));
+    QCOMPARE(m_fakes->posts[0].body, QStringLiteral("5-hour limit · Resets in 2 hr."));
 }
 
-void AppModelTest::reachabilityRule()
+void AppModelTest::reachabilityAndActivationPolicy()
 {
-    {
-        writePreferences("dockIconVisibility=never\n");
-        auto model = makeModel();
-        model->setShowsMenuBarIcon(false);
-        QCOMPARE(model->dockIconVisibility(), DockIconVisibility::always);
-        QCOMPARE(model->lastActionMessage(), kTaskbarMessage);
-        QCOMPARE(model->taskbarPolicy().policy(), ActivationPolicy::regular);
-
-        // Any other taskbar setting brings the icon back.
-        model->setDockIconVisibility(DockIconVisibility::never);
-        QVERIFY(model->showsMenuBarIcon());
-        QCOMPARE(model->lastActionMessage(), kTrayMessage);
-        QCOMPARE(model->taskbarPolicy().policy(), ActivationPolicy::accessory);
-        const QByteArray stored = readAll(AppFakes::preferencesPath(folder()));
-        QVERIFY(stored.contains("showsMenuBarIcon=true") && stored.contains("dockIconVisibility=never"));
-    }
-    {
-        writePreferences("dockIconVisibility=always\n");
-        auto model = makeModel();
-        model->setShowsMenuBarIcon(false);
-        QCOMPARE(model->lastActionMessage(), std::nullopt); // already always: no message
-        QVERIFY(!model->showsMenuBarIcon());
-        model->setShowsMenuBarIcon(false); // the same value: nothing
-        QCOMPARE(model->lastActionMessage(), std::nullopt);
-    }
-}
-
-void AppModelTest::activationPolicy()
-{
-    auto model = makeModel(); // whileDashboardOpen, closed
+    writePreferences("dockIconVisibility=never\n");
+    auto model = makeModel();
     QCOMPARE(model->taskbarPolicy().policy(), ActivationPolicy::accessory);
     QSignalSpy policy(&model->taskbarPolicy(), &TaskbarPolicy::policyChanged);
     model->setIsDashboardOpen(true);
     model->applyActivationPolicy();
+    QCOMPARE(model->taskbarPolicy().policy(), ActivationPolicy::accessory); // never: not even with the dashboard
+    model->setDockIconVisibility(DockIconVisibility::whileDashboardOpen);
     QCOMPARE(model->taskbarPolicy().policy(), ActivationPolicy::regular);
     QCOMPARE(policy.count(), 1);
     QCOMPARE(policy.last().value(0).toBool(), true); // activated as well
@@ -390,20 +305,38 @@ void AppModelTest::activationPolicy()
     model->setIsDashboardOpen(false);
     model->applyActivationPolicy();
     QCOMPARE(model->taskbarPolicy().policy(), ActivationPolicy::accessory);
-    model->setDockIconVisibility(DockIconVisibility::always);
+    QCOMPARE(model->lastActionMessage(), std::nullopt);
+
+    // The tray icon and the taskbar entry are never both hidden.
+    model->setShowsMenuBarIcon(false);
+    QCOMPARE(model->dockIconVisibility(), DockIconVisibility::always);
+    QCOMPARE(model->lastActionMessage(),
+             QStringLiteral("The taskbar entry is now always shown so Limitra stays reachable."));
     QCOMPARE(model->taskbarPolicy().policy(), ActivationPolicy::regular);
+    model->setDockIconVisibility(DockIconVisibility::never);
+    QVERIFY(model->showsMenuBarIcon());
+    QCOMPARE(model->lastActionMessage(), QStringLiteral("The tray icon came back so Limitra stays reachable."));
+    const QByteArray stored = storedPreferences();
+    QVERIFY(stored.contains("showsMenuBarIcon=true") && stored.contains("dockIconVisibility=never"));
+
+    // Already always shown: hiding the icon needs no message.
+    writePreferences("dockIconVisibility=always\n");
+    auto always = makeModel();
+    always->setShowsMenuBarIcon(false);
+    QCOMPARE(always->lastActionMessage(), std::nullopt);
+    QVERIFY(!always->showsMenuBarIcon());
 }
 
 void AppModelTest::launchAtLogin()
 {
     auto model = makeModel();
+    const QString enabled = QStringLiteral("Limitra will launch when you sign in.");
     model->setLaunchAtLogin(true);
     QVERIFY(model->launchAtLoginEnabled());
-    QCOMPARE(model->lastActionMessage(), QStringLiteral("Limitra will launch when you sign in."));
-    QCOMPARE(m_fakes->loginChanges, 1);
+    QCOMPARE(model->lastActionMessage(), enabled);
     model->setLaunchAtLogin(true); // already enabled: no registration, same message
     QCOMPARE(m_fakes->loginChanges, 1);
-    QCOMPARE(model->lastActionMessage(), QStringLiteral("Limitra will launch when you sign in."));
+    QCOMPARE(model->lastActionMessage(), enabled);
     m_fakes->loginFailure = QStringLiteral("Permission denied");
     model->setLaunchAtLogin(false);
     QVERIFY(model->launchAtLoginEnabled());
@@ -441,7 +374,6 @@ void AppModelTest::claudeBridgeActions()
                       R"({"statusLine": {"type": "command", "command": "'/gone/limitra' --claude-statusline"}})");
     m_fakes->executable = QFileInfo(QStringLiteral(LIMITRA_EXECUTABLE)).absoluteFilePath();
     auto reopened = makeModel();
-    QVERIFY(reopened->claudeIntegrationInstalled());
     QVERIFY(reopened->claudeIntegrationBroken());
     reopened->installClaudeIntegration();
     QVERIFY(!reopened->claudeIntegrationBroken());
@@ -458,7 +390,7 @@ void AppModelTest::shortcutPersistenceAndErrors()
         const int registrations = m_fakes->registrations;
         model->setMenuBarShortcut(GlobalShortcut::defaultShortcut()); // the same: nothing
         QCOMPARE(m_fakes->registrations, registrations);
-        QVERIFY(!readAll(AppFakes::preferencesPath(folder())).contains("menuBarShortcut"));
+        QVERIFY(!storedPreferences().contains("menuBarShortcut"));
 
         m_fakes->takenShortcut = custom;
         model->setMenuBarShortcut(custom);
@@ -471,15 +403,11 @@ void AppModelTest::shortcutPersistenceAndErrors()
         QCOMPARE(m_fakes->registered, custom);
     }
     QCOMPARE(makeModel()->menuBarShortcut(), custom);
-    {
-        auto model = makeModel();
-        QMetaObject::invokeMethod(model.get(), "clearShortcut");
-        QCOMPARE(m_fakes->registered, std::nullopt);
-        QCOMPARE(model->property("menuBarShortcut").toString(), QString());
-    }
+    QMetaObject::invokeMethod(makeModel().get(), "clearShortcut");
+    QCOMPARE(m_fakes->registered, std::nullopt);
     // No shortcut survives a restart; it is not the default coming back.
     QCOMPARE(makeModel()->menuBarShortcut(), std::nullopt);
-    QVERIFY(readAll(AppFakes::preferencesPath(folder())).contains("menuBarShortcut=@ByteArray()"));
+    QVERIFY(storedPreferences().contains("menuBarShortcut=@ByteArray()"));
     makeModel()->useDefaultShortcut();
     QCOMPARE(makeModel()->menuBarShortcut(), GlobalShortcut::defaultShortcut());
 }
@@ -521,13 +449,32 @@ void AppModelTest::settingsArePersistedAsTyped()
     QCOMPARE(model->alertThreshold(), 97.5);
     QVERIFY(model->notificationsEnabled());
     QCOMPARE(model->dockIconVisibility(), DockIconVisibility::always);
+    QCOMPARE(Preferences::defaultPath(), m_home->configHome() + "/Limitra/Limitra.conf");
 }
 
-void AppModelTest::preferencesLiveInTheUsersConfigFolder()
+void AppModelTest::statusLinePayloadReachesTheNextRound()
 {
-    QCOMPARE(Preferences::defaultPath(), m_home->configHome() + "/Limitra/Limitra.conf");
-    qputenv("XDG_CONFIG_HOME", "not/absolute");
-    QCOMPARE(Preferences::defaultPath(), m_home->path() + "/.config/Limitra/Limitra.conf");
+    // What Claude Code hands its status-line command, through the built helper.
+    const LimitraRun helper =
+        runLimitra({QStringLiteral("--claude-statusline")}, R"({"rate_limits":{"five_hour":{"used_percentage":37.5}}})",
+                   m_home->environment());
+    QCOMPARE(helper.exitCode, 0);
+    // The application's own services, with no `claude` to fall back on.
+    m_home->writeFile(QStringLiteral(".config/Limitra/Limitra.conf"), "[General]\nenabledProviders=claude\n");
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", m_home->path().toUtf8());
+    const auto restore = qScopeGuard([&] { qputenv("PATH", path); });
+    auto shortcuts = std::make_unique<FakeShortcuts>();
+    shortcuts->onRegister = [](const GlobalShortcut &, std::function<void()>) { return Result<void>(); };
+    shortcuts->onUnregister = [] {};
+    AppModel model(AppModel::Services::real(std::move(shortcuts)));
+    QTRY_VERIFY(model.latest().contains(UsageProvider::claude));
+    const ProviderSnapshot claude = model.latest().value(UsageProvider::claude);
+    QCOMPARE(claude.source, UsageSource::claudeStatusLine);
+    QCOMPARE(claude.state, CollectorState::connected);
+    QCOMPARE(claude.windows.size(), 1);
+    QCOMPARE(claude.windows[0].usedPercent, 37.5);
+    QCOMPARE(model.menuBarTitle(), QStringLiteral("38%"));
 }
 
 QTEST_GUILESS_MAIN(AppModelTest)

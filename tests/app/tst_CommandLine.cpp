@@ -1,5 +1,8 @@
-// Which mode the arguments select, and what the executable does without one.
+// Which mode the arguments select, and what the executable does in each, run
+// as a user would run it: without a desktop session, with fake `codex` and
+// `claude` programs on the PATH.
 #include "app/CommandLine.h"
+#include "tests/support/FakeTools.h"
 #include "tests/support/LimitraProcess.h"
 #include "tests/support/TestHome.h"
 
@@ -16,8 +19,8 @@ class CommandLineTest : public QObject
 private Q_SLOTS:
     void modes_data();
     void modes();
-    void graphicalStartsNeedARunningSession_data();
-    void graphicalStartsNeedARunningSession();
+    void runs_data();
+    void runs();
 };
 
 void CommandLineTest::modes_data()
@@ -27,41 +30,37 @@ void CommandLineTest::modes_data()
     QTest::addColumn<Kind>("kind");
     QTest::addColumn<QByteArray>("path");
 
-    QTest::newRow("nothing") << QList<QByteArray>{"limitra"} << Kind::graphical << QByteArray();
+    QTest::newRow("nothing") << QList<QByteArray>{} << Kind::graphical << QByteArray();
     QTest::newRow("status line anywhere")
-        << QList<QByteArray>{"limitra", "x", "--claude-statusline"} << Kind::statusLine << QByteArray();
+        << QList<QByteArray>{"x", "--claude-statusline"} << Kind::statusLine << QByteArray();
     QTest::newRow("status line beats diagnostics")
-        << QList<QByteArray>{"limitra", "--check-codex", "--check-claude", "--claude-statusline"} << Kind::statusLine
+        << QList<QByteArray>{"--check-codex", "--check-claude", "--claude-statusline"} << Kind::statusLine
         << QByteArray();
-    QTest::newRow("codex beats claude") << QList<QByteArray>{"limitra", "--check-claude", "--check-codex"}
-                                        << Kind::checkCodex << QByteArray();
+    QTest::newRow("codex beats claude") << QList<QByteArray>{"--check-claude", "--check-codex"} << Kind::checkCodex
+                                        << QByteArray();
     QTest::newRow("codex beats codex path")
-        << QList<QByteArray>{"limitra", "--check-codex-path=/a", "--check-codex"} << Kind::checkCodex << QByteArray();
-    QTest::newRow("first path wins") << QList<QByteArray>{"limitra", "--check-codex-path=/a", "--check-codex-path=/b"}
+        << QList<QByteArray>{"--check-codex-path=/a", "--check-codex"} << Kind::checkCodex << QByteArray();
+    QTest::newRow("first path wins") << QList<QByteArray>{"--check-codex-path=/a", "--check-codex-path=/b"}
                                      << Kind::checkCodexPath << QByteArray("/a");
-    QTest::newRow("empty path") << QList<QByteArray>{"limitra", "--check-codex-path="} << Kind::checkCodexPath
-                                << QByteArray("");
-    QTest::newRow("path kept as written") << QList<QByteArray>{"limitra", "--check-codex-path= ~/bin/codex"}
-                                          << Kind::checkCodexPath << QByteArray(" ~/bin/codex");
-    QTest::newRow("claude") << QList<QByteArray>{"limitra", "--check-claude"} << Kind::checkClaude << QByteArray();
-    QTest::newRow("toggle panel") << QList<QByteArray>{"limitra", "--toggle-panel"} << Kind::togglePanel
-                                  << QByteArray();
-    QTest::newRow("help") << QList<QByteArray>{"limitra", "--help"} << Kind::help << QByteArray();
-    QTest::newRow("version") << QList<QByteArray>{"limitra", "--version"} << Kind::version << QByteArray();
+    QTest::newRow("empty path") << QList<QByteArray>{"--check-codex-path="} << Kind::checkCodexPath << QByteArray("");
+    QTest::newRow("path kept as written")
+        << QList<QByteArray>{"--check-codex-path= ~/bin/codex"} << Kind::checkCodexPath << QByteArray(" ~/bin/codex");
+    QTest::newRow("claude") << QList<QByteArray>{"--check-claude"} << Kind::checkClaude << QByteArray();
+    QTest::newRow("toggle panel") << QList<QByteArray>{"--toggle-panel"} << Kind::togglePanel << QByteArray();
+    QTest::newRow("help") << QList<QByteArray>{"--help"} << Kind::help << QByteArray();
+    QTest::newRow("version") << QList<QByteArray>{"--version"} << Kind::version << QByteArray();
     QTest::newRow("diagnostics before help")
-        << QList<QByteArray>{"limitra", "--help", "--check-claude"} << Kind::checkClaude << QByteArray();
-    QTest::newRow("help before version") << QList<QByteArray>{"limitra", "--version", "--help"} << Kind::help
-                                         << QByteArray();
+        << QList<QByteArray>{"--help", "--check-claude"} << Kind::checkClaude << QByteArray();
+    QTest::newRow("help before version") << QList<QByteArray>{"--version", "--help"} << Kind::help << QByteArray();
     QTest::newRow("version before toggle")
-        << QList<QByteArray>{"limitra", "--toggle-panel", "--version"} << Kind::version << QByteArray();
+        << QList<QByteArray>{"--toggle-panel", "--version"} << Kind::version << QByteArray();
     QTest::newRow("diagnostics before toggle")
-        << QList<QByteArray>{"limitra", "--toggle-panel", "--check-claude"} << Kind::checkClaude << QByteArray();
-    QTest::newRow("letter case differs") << QList<QByteArray>{"limitra", "--Check-Claude", "--CLAUDE-STATUSLINE"}
+        << QList<QByteArray>{"--toggle-panel", "--check-claude"} << Kind::checkClaude << QByteArray();
+    QTest::newRow("letter case differs") << QList<QByteArray>{"--Check-Claude", "--CLAUDE-STATUSLINE"}
                                          << Kind::graphical << QByteArray();
-    QTest::newRow("single dash") << QList<QByteArray>{"limitra", "-check-codex", "-claude-statusline"}
-                                 << Kind::graphical << QByteArray();
-    QTest::newRow("switch with a suffix")
-        << QList<QByteArray>{"limitra", "--check-codex2"} << Kind::graphical << QByteArray();
+    QTest::newRow("single dash") << QList<QByteArray>{"-check-codex", "-claude-statusline"} << Kind::graphical
+                                 << QByteArray();
+    QTest::newRow("switch with a suffix") << QList<QByteArray>{"--check-codex2"} << Kind::graphical << QByteArray();
 }
 
 void CommandLineTest::modes()
@@ -69,7 +68,7 @@ void CommandLineTest::modes()
     QFETCH(QList<QByteArray>, arguments);
     QFETCH(CommandLineMode::Kind, kind);
     QFETCH(QByteArray, path);
-    std::vector<const char *> argv;
+    std::vector<const char *> argv{"limitra"};
     for (const QByteArray &argument : arguments)
         argv.push_back(argument.constData());
     const CommandLineMode mode = chooseCommandLineMode(argv);
@@ -77,34 +76,98 @@ void CommandLineTest::modes()
     QCOMPARE(mode.path, path);
 }
 
-void CommandLineTest::graphicalStartsNeedARunningSession_data()
+void CommandLineTest::runs_data()
 {
-    QTest::addColumn<QString>("argument");
+    QTest::addColumn<QStringList>("arguments"); // "%codex": the fake codex's path
+    QTest::addColumn<QString>("codex");         // the fake's scenario; empty: no codex
+    QTest::addColumn<QByteArray>("codexResult");
+    QTest::addColumn<QString>("claude");
+    QTest::addColumn<bool>("bridge");
     QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("output");
     QTest::addColumn<QByteArray>("errors");
-    QTest::newRow("no display") << QStringLiteral("--unknown") << 2
-                                << QByteArray(
-                                       "Limitra: no graphical display (neither DISPLAY nor WAYLAND_DISPLAY is set); "
-                                       "the command-line modes work without one.\n");
-    QTest::newRow("toggle without an instance")
-        << QStringLiteral("--toggle-panel") << 1 << QByteArray("Limitra is not running.\n");
+
+    const QByteArray plus = R"({"rateLimits": {"planType": "plus", "secondary": null,
+                                "primary": {"usedPercent": 71, "windowDurationMins": 10080}}})";
+    const QByteArray cannotLaunch = "Codex adapter failed: Could not launch Codex: No such file or directory\n";
+    QTest::newRow("no display") << QStringList{"--unknown"} << "" << QByteArray() << "" << false << 2 << QByteArray()
+                                << QByteArray("Limitra: no graphical display (neither DISPLAY nor WAYLAND_DISPLAY is "
+                                              "set); the command-line modes work without one.\n");
+    QTest::newRow("toggle without an instance") << QStringList{"--toggle-panel"} << "" << QByteArray() << "" << false
+                                                << 1 << QByteArray() << QByteArray("Limitra is not running.\n");
+    QTest::newRow("codex found") << QStringList{"--check-codex", "--check-claude"} << "standard" << QByteArray() << ""
+                                 << false << 0 << QByteArray("Codex collector OK (2 usage windows).\n") << QByteArray();
+    QTest::newRow("codex not found") << QStringList{"--check-codex"} << "" << QByteArray() << "" << false << 2
+                                     << QByteArray() << QByteArray("Codex executable not found.\n");
+    QTest::newRow("codex fails") << QStringList{"--check-codex"} << "usage-error" << QByteArray() << "" << false << 1
+                                 << QByteArray()
+                                 << QByteArray("Codex collector failed: Codex usage failed: codex account "
+                                               "authentication required\n");
+    QTest::newRow("codex path") << QStringList{"--check-codex-path=%codex", "--check-codex-path=/b"} << "standard"
+                                << plus << "" << false << 0 << QByteArray("Codex adapter OK (1 usage windows).\n")
+                                << QByteArray();
+    QTest::newRow("codex path, no windows")
+        << QStringList{"--check-codex-path=%codex"} << "standard" << QByteArray(R"({"rateLimits": {"primary": null}})")
+        << "" << false << 0 << QByteArray("Codex adapter OK (0 usage windows).\n") << QByteArray();
+    QTest::newRow("empty codex path") << QStringList{"--check-codex-path="} << "standard" << QByteArray() << "" << false
+                                      << 1 << QByteArray() << cannotLaunch;
+    QTest::newRow("missing codex path") << QStringList{"--check-codex-path=./no-codex-here"} << "" << QByteArray() << ""
+                                        << false << 1 << QByteArray() << cannotLaunch;
+    QTest::newRow("tilde is not expanded") << QStringList{"--check-codex-path=~/codex"} << "" << QByteArray() << ""
+                                           << false << 1 << QByteArray() << cannotLaunch;
+    // The bridge is checked before `claude` is even looked for.
+    QTest::newRow("claude without the bridge")
+        << QStringList{"--check-claude"} << "" << QByteArray() << "screen" << false << 2 << QByteArray()
+        << QByteArray("Claude bridge is not installed.\n");
+    QTest::newRow("claude not found") << QStringList{"--check-claude"} << "" << QByteArray() << "" << true << 2
+                                      << QByteArray() << QByteArray("Claude executable not found.\n");
+    QTest::newRow("claude usage drawn") << QStringList{"--check-claude"} << "" << QByteArray() << "screen" << true << 0
+                                        << QByteArray("Claude collector OK (3 usage windows).\n") << QByteArray();
+    QTest::newRow("claude signed out") << QStringList{"--check-claude"} << "" << QByteArray() << "signed-out" << true
+                                       << 1 << QByteArray()
+                                       << QByteArray("Claude collector failed: Claude Code is not signed in. "
+                                                     "Run `claude auth login` and try again.\n");
 }
 
-void CommandLineTest::graphicalStartsNeedARunningSession()
+void CommandLineTest::runs()
 {
-    QFETCH(QString, argument);
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, codex);
+    QFETCH(QByteArray, codexResult);
+    QFETCH(QString, claude);
+    QFETCH(bool, bridge);
     QFETCH(int, exitCode);
+    QFETCH(QByteArray, output);
     QFETCH(QByteArray, errors);
     TestHome home;
+    FakeTools fakes;
+    fakes.activate();
+    const QString codexPath = codex.isEmpty() ? QString() : fakes.codex(codex, codexResult);
+    const QString claudePath = claude.isEmpty() ? QString() : fakes.claude(claude);
+    if (bridge) {
+        home.writeFile(QStringLiteral(".claude/settings.json"),
+                       R"({"statusLine": {"type": "command", "command": "'/opt/limitra' --claude-statusline"}})");
+    }
     QProcessEnvironment environment = home.environment();
+    QString path = QStringLiteral("/usr/bin:/bin");
+    for (const QString &fake : {codexPath, claudePath}) {
+        if (!fake.isEmpty())
+            path.prepend(QFileInfo(fake).absolutePath() + QLatin1Char(':'));
+    }
+    environment.insert(QStringLiteral("PATH"), path);
     for (const char *name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
         environment.remove(QString::fromLatin1(name));
     // No session bus: nobody can own the instance's name.
     environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent"));
-    const LimitraRun run = runLimitra({argument}, {}, environment);
+    arguments.replaceInStrings(QStringLiteral("%codex"), codexPath);
+
+    const LimitraRun run = runLimitra(arguments, {}, environment);
     QCOMPARE(run.exitCode, exitCode);
+    QCOMPARE(run.output, output);
     QCOMPARE(run.errors, errors);
-    QVERIFY(run.output.isEmpty());
+    QCOMPARE(fakes.livingProcesses(), QList<pid_t>());
+    if (!bridge)
+        QVERIFY(fakes.claudeLog().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(CommandLineTest)

@@ -14,9 +14,8 @@ private Q_SLOTS:
     void enableAndDisable();
     void execQuoting_data();
     void execQuoting();
-    void switchedOffEntries_data();
-    void switchedOffEntries();
-    void entryOfAnotherProgramIsLeftAlone();
+    void entriesFound_data();
+    void entriesFound();
 };
 
 void LaunchAtLoginManagerTest::enableAndDisable()
@@ -64,45 +63,36 @@ void LaunchAtLoginManagerTest::execQuoting()
     QCOMPARE(QString::fromUtf8(shell.readAllStandardOutput()), path + "|");
 }
 
-void LaunchAtLoginManagerTest::switchedOffEntries_data()
+void LaunchAtLoginManagerTest::entriesFound_data()
 {
-    QTest::addColumn<QByteArray>("extra");
+    QTest::addColumn<QByteArray>("content");
     QTest::addColumn<bool>("enabled");
-    QTest::newRow("as written") << QByteArray() << true;
-    QTest::newRow("hidden") << QByteArray("Hidden=true\n") << false;
-    QTest::newRow("switched off in GNOME") << QByteArray("X-GNOME-Autostart-enabled=false\n") << false;
-    QTest::newRow("hidden=false") << QByteArray("Hidden=false\n") << true;
+    QByteArray ours = LaunchAtLoginManager::entry(QStringLiteral("/opt/limitra"));
+    ours.replace("X-GNOME-Autostart-enabled=true\n", "");
+    QTest::newRow("as written") << ours << true;
+    QTest::newRow("hidden") << ours + "Hidden=true\n" << false;
+    QTest::newRow("switched off in GNOME") << ours + "X-GNOME-Autostart-enabled=false\n" << false;
+    QTest::newRow("hidden=false") << ours + "Hidden=false\n" << true;
+    QTest::newRow("another program's") << QByteArray(
+        "[Desktop Entry]\nType=Application\nExec=/usr/bin/something-else --flag\n")
+                                       << false;
 }
 
-void LaunchAtLoginManagerTest::switchedOffEntries()
+void LaunchAtLoginManagerTest::entriesFound()
 {
-    QFETCH(QByteArray, extra);
+    QFETCH(QByteArray, content);
     QFETCH(bool, enabled);
     TestHome home;
-    const QString entry = home.path() + "/autostart/limitra.desktop";
-    QByteArray content = LaunchAtLoginManager::entry(QStringLiteral("/opt/limitra"));
-    content.replace("X-GNOME-Autostart-enabled=true\n", "");
-    home.writeFile("autostart/limitra.desktop", content + extra);
+    const QString entry = home.writeFile("autostart/com.limitra.Limitra.desktop", content);
     LaunchAtLoginManager manager(QStringLiteral("/opt/limitra"), entry);
     QCOMPARE(manager.isEnabled(), enabled);
     if (!enabled) {
+        QVERIFY_OK(manager.setEnabled(false)); // not enabled: left untouched
+        QCOMPARE(readAll(entry), content);
         // Enabling writes our entry again.
         QVERIFY_OK(manager.setEnabled(true));
         QVERIFY(manager.isEnabled());
     }
-}
-
-void LaunchAtLoginManagerTest::entryOfAnotherProgramIsLeftAlone()
-{
-    TestHome home;
-    const QString entry = home.path() + "/autostart/com.limitra.Limitra.desktop";
-    const QByteArray other = "[Desktop Entry]\nType=Application\nExec=/usr/bin/something-else --flag\n";
-    home.writeFile("autostart/com.limitra.Limitra.desktop", other);
-    LaunchAtLoginManager manager(QStringLiteral("/opt/limitra"), entry);
-    QVERIFY(!manager.isEnabled());
-    QVERIFY_OK(manager.setEnabled(false)); // not ours, not enabled: untouched
-    QCOMPARE(readAll(entry), other);
-    QCOMPARE(LaunchAtLoginManager::execProgram(other), QStringLiteral("/usr/bin/something-else"));
 }
 
 QTEST_GUILESS_MAIN(LaunchAtLoginManagerTest)

@@ -1,6 +1,7 @@
 // The forecast of one provider's windows from its history: pace by its
 // formula, a run-out only when the history leads to one before the reset.
 #include "model/forecast/ProviderForecaster.h"
+#include "tests/support/SnapshotSamples.h"
 
 #include <QtTest>
 
@@ -9,7 +10,7 @@
 
 namespace {
 
-const QString kWindow = QStringLiteral("claude.five_hour");
+const QString kWindow = SnapshotSamples::fiveHour(UsageProvider::claude, 0).id;
 
 // Thursday 2026-09-10 00:00 UTC; the history starts on the Monday before.
 QDateTime today(int hour, int minute = 0)
@@ -20,12 +21,9 @@ QDateTime today(int hour, int minute = 0)
 ProviderSnapshot reading(const QDateTime &at, double used, std::optional<QDateTime> resetsAt,
                          std::optional<qint64> minutes = 300)
 {
-    ProviderSnapshot snapshot;
-    snapshot.provider = UsageProvider::claude;
-    snapshot.collectedAt = at;
-    snapshot.state = CollectorState::connected;
-    snapshot.windows = {UsageWindow{kWindow, QStringLiteral("5-hour"), used, resetsAt, minutes, std::nullopt}};
-    return snapshot;
+    UsageWindow window = SnapshotSamples::fiveHour(UsageProvider::claude, used, resetsAt);
+    window.windowMinutes = minutes;
+    return SnapshotSamples::connected(UsageProvider::claude, at, {window});
 }
 
 // Readings every three minutes over [from, to), of a window that resets at

@@ -1,9 +1,11 @@
-// Text forms of the usage model: errors, relative times, raw values.
-#include "model/CollectorState.h"
+// The usage model's values: texts, raw values, the global shortcut and the
+// JSON coding of snapshots with the rules every reader shares.
 #include "model/DockIconVisibility.h"
-#include "model/Error.h"
+#include "model/GlobalShortcut.h"
 #include "model/LimitraError.h"
-#include "model/ProviderSnapshot.h"
+#include "model/SnapshotJson.h"
+#include "tests/support/ResultChecks.h"
+#include "tests/support/SnapshotSamples.h"
 
 #include <QtTest>
 
@@ -12,43 +14,19 @@ class UsageModelTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void errorDescriptions_data();
-    void errorDescriptions();
     void relativeTime_data();
     void relativeTime();
     void computedTexts();
     void rawValuesReadBack();
+    void shortcutText_data();
+    void shortcutText();
+    void shortcutStoredForm();
+    void keyLabels_data();
+    void keyLabels();
+    void fallbackCoding();
+    void decodingRules_data();
+    void decodingRules();
 };
-
-void UsageModelTest::errorDescriptions_data()
-{
-    QTest::addColumn<QString>("description");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("executable") << LimitraError::executableNotFound(QStringLiteral("Codex")).description()
-                                << QStringLiteral("Could not find the Codex executable. Set its path in Settings.");
-    QTest::newRow("process failed is its payload")
-        << LimitraError::processFailed(QStringLiteral("exactly this")).description() << QStringLiteral("exactly this");
-    QTest::newRow("timeout ends with a period")
-        << LimitraError::timeout(QStringLiteral("reading Codex usage")).description()
-        << QStringLiteral("Timed out while reading Codex usage.");
-    QTest::newRow("invalid response")
-        << LimitraError::invalidResponse(QStringLiteral("missing rate-limit result")).description()
-        << QStringLiteral("The provider returned an unsupported response: missing rate-limit result");
-    QTest::newRow("shortcut") << LimitraError::shortcutUnavailable(QStringLiteral("Ctrl+Alt+U")).description()
-                              << QStringLiteral(
-                                     "Ctrl+Alt+U is already used by another app. Pick a different shortcut.");
-    QTest::newRow("integration") << LimitraError::integrationNotConfigured().description()
-                                 << QStringLiteral("Claude integration is not configured yet.");
-    QTest::newRow("platform error passes its text")
-        << Error::platform(QStringLiteral("disk full")).description() << QStringLiteral("disk full");
-}
-
-void UsageModelTest::errorDescriptions()
-{
-    QFETCH(QString, description);
-    QFETCH(QString, expected);
-    QCOMPARE(description, expected);
-}
 
 void UsageModelTest::relativeTime_data()
 {
@@ -79,11 +57,13 @@ void UsageModelTest::computedTexts()
 {
     const QDateTime now = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC);
     QCOMPARE(UsageWindow{}.resetDescription(now), QStringLiteral("Reset unavailable"));
-    QCOMPARE(UsageWindow{.resetsAt = now.addSecs(-7200)}.resetDescription(now), QStringLiteral("Resets 2 hr. ago"));
-
     ProviderSnapshot snapshot;
     snapshot.collectedAt = now.addSecs(-180);
     QCOMPARE(snapshot.freshnessDescription(now), QStringLiteral("Updated 3 min. ago"));
+    QCOMPARE(LimitraError::integrationNotConfigured().description(),
+             QStringLiteral("Claude integration is not configured yet."));
+    QCOMPARE(LimitraError::timeout(QStringLiteral("reading Codex usage")).description(),
+             QStringLiteral("Timed out while reading Codex usage."));
 }
 
 void UsageModelTest::rawValuesReadBack()
@@ -102,12 +82,106 @@ void UsageModelTest::rawValuesReadBack()
     QCOMPARE(fromRawValue<DockIconVisibility>(u"sometimes"), std::nullopt);
     QCOMPARE(rawValue(DockIconVisibility::whileDashboardOpen), QStringLiteral("whileDashboardOpen"));
     QCOMPARE(rawValue(UsageSource::claudeUsageCommand), QStringLiteral("claudeUsageCommand"));
-
     QCOMPARE(allCases<UsageProvider>.front(), UsageProvider::codex);
     QCOMPARE(displayName(UsageProvider::codex), QStringLiteral("OpenAI Codex"));
     QCOMPARE(displayName(UsageProvider::claude), QStringLiteral("Claude Code"));
-    QCOMPARE(shortName(UsageProvider::codex), QStringLiteral("Codex"));
-    QCOMPARE(shortName(UsageProvider::claude), QStringLiteral("Claude"));
+}
+
+void UsageModelTest::shortcutText_data()
+{
+    QTest::addColumn<quint64>("modifiers");
+    QTest::addColumn<QString>("text");
+    using S = GlobalShortcut;
+    QTest::newRow("all four, any order") << quint64(S::super | S::shift | S::alt | S::control)
+                                         << "Ctrl+Alt+Shift+Super+K";
+    QTest::newRow("none") << quint64(0) << "K";
+    QTest::newRow("unknown bits ignored") << quint64(S::shift | 0x1) << "Shift+K";
+}
+
+void UsageModelTest::shortcutText()
+{
+    QFETCH(quint64, modifiers);
+    QFETCH(QString, text);
+    QCOMPARE((GlobalShortcut{0x6b, modifiers, "K"}.displayString()), text);
+}
+
+void UsageModelTest::shortcutStoredForm()
+{
+    const GlobalShortcut shortcut = GlobalShortcut::defaultShortcut();
+    QCOMPARE(shortcut.keyCode, 0x75u);
+    QCOMPARE(shortcut.modifierFlags, 0x1C0000u);
+    QCOMPARE(shortcut.displayString(), QStringLiteral("Ctrl+Alt+Super+U"));
+    QCOMPARE(GlobalShortcut::fromJson(shortcut.toJson()), shortcut);
+    QCOMPARE(GlobalShortcut::fromJson(R"({"keyCode":32,"modifierFlags":1572864,"keyLabel":"Space","x":1})"),
+             (GlobalShortcut{32, 0x180000, "Space"}));
+    QCOMPARE(GlobalShortcut::fromJson(""), std::nullopt);
+    QCOMPARE(GlobalShortcut::fromJson(R"({"keyCode":32,"modifierFlags":1})"), std::nullopt);
+    QCOMPARE(GlobalShortcut::fromJson(R"({"keyCode":"32","modifierFlags":1,"keyLabel":"x"})"), std::nullopt);
+    QCOMPARE(GlobalShortcut::fromJson(R"({"keyCode":-1,"modifierFlags":1,"keyLabel":"x"})"), std::nullopt);
+}
+
+void UsageModelTest::keyLabels_data()
+{
+    QTest::addColumn<quint32>("keysym");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("label"); // empty: none
+    const std::tuple<quint32, const char *, const char *> rows[] = {
+        {0x20, " ", "Space"}, {0xff0d, "\r", "Return"}, {0xff8d, "\r", "Enter"}, {0xffc9, "", "F12"},
+        {0x75, "u", "U"},     {0xe9, "é", "É"},         {0xffe1, "", ""},        {0xff0b, "\t ", ""}};
+    for (const auto &[keysym, text, label] : rows)
+        QTest::addRow("%x", keysym) << keysym << QString::fromUtf8(text) << QString::fromUtf8(label);
+}
+
+void UsageModelTest::keyLabels()
+{
+    QFETCH(quint32, keysym);
+    QFETCH(QString, text);
+    QFETCH(QString, label);
+    QCOMPARE(GlobalShortcut::label(keysym, text), label.isEmpty() ? std::nullopt : std::optional<QString>(label));
+}
+
+void UsageModelTest::fallbackCoding()
+{
+    // One line, dates in seconds since 2001, fractions kept.
+    const QByteArray text =
+        encodeFallbackSnapshot(SnapshotSamples::full(QDateTime(QDate(2001, 1, 1), QTime(0, 0, 10), Qt::UTC)));
+    QVERIFY(!text.contains('\n'));
+    QVERIFY(text.contains("\"collectedAt\":10"));
+    QVERIFY(text.contains("\"resetsAt\":3610"));
+    const ProviderSnapshot original = SnapshotSamples::full(SnapshotSamples::wholeSecond().addMSecs(123));
+    Result<ProviderSnapshot> decoded = decodeFallbackSnapshot(encodeFallbackSnapshot(original));
+    QVERIFY_OK(decoded);
+    QCOMPARE(*decoded, original);
+
+    // Absent optionals are left out, not written as null.
+    const QByteArray bare = encodeFallbackSnapshot(SnapshotSamples::connected(
+        UsageProvider::codex, SnapshotSamples::wholeSecond(),
+        {UsageWindow{QStringLiteral("w"), QStringLiteral("Weekly"), 5, std::nullopt, std::nullopt, std::nullopt}}));
+    for (const char *key : {"planName", "creditBalance", "modelName", "message", "resetsAt", "windowMinutes", "scope"})
+        QVERIFY2(!bare.contains(key), key);
+    QVERIFY(!bare.contains("null"));
+}
+
+void UsageModelTest::decodingRules_data()
+{
+    SnapshotSamples::addDecodingRows();
+}
+
+void UsageModelTest::decodingRules()
+{
+    QFETCH(QJsonObject, object);
+    QFETCH(bool, decodes);
+    Result<ProviderSnapshot> decoded = decodeSnapshot(object, DateCoding::iso8601);
+    QCOMPARE(decoded.ok(), decodes);
+    if (decodes) {
+        QCOMPARE(decoded->planName, std::nullopt);
+        QCOMPARE(decoded->message, std::nullopt);
+        QCOMPARE(decoded->provider, UsageProvider::codex);
+        QCOMPARE(decoded->collectedAt, SnapshotSamples::wholeSecond());
+        // Every row's windows share one id: one is kept, the first.
+        QVERIFY(decoded->windows.size() <= 1);
+        QVERIFY(decoded->windows.isEmpty() || decoded->windows.first().label != QStringLiteral("second"));
+    }
 }
 
 QTEST_GUILESS_MAIN(UsageModelTest)

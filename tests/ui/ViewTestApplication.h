@@ -3,9 +3,15 @@
 #include "app/AppModel.h"
 #include "app/UpdaterModel.h"
 #include "tests/app/AppFakes.h"
+#include "tests/ui/ViewInspection.h"
+#include "ui/dashboard/DashboardWindowController.h"
 #include "ui/shell/LimitraApplication.h"
 
+#include <QApplication>
+#include <QQuickStyle>
 #include <QTemporaryDir>
+#include <QTest>
+#include <QtQml/qqmlextensionplugin.h>
 
 #include <memory>
 
@@ -36,9 +42,52 @@ protected:
         m_folder.reset();
     }
 
+    // Finishes the pending round with these snapshots (a provider left out fails).
+    void finishRound(const QList<ProviderSnapshot> &snapshots)
+    {
+        QTRY_VERIFY(!m_fakes->collections.empty());
+        m_fakes->finishAll([&](UsageProvider provider) -> Result<ProviderSnapshot> {
+            for (const ProviderSnapshot &snapshot : snapshots) {
+                if (snapshot.provider == provider)
+                    return snapshot;
+            }
+            return LimitraError::invalidResponse(QStringLiteral("left out by the test"));
+        });
+        QTRY_VERIFY(!m_model->isRefreshing());
+    }
+
+    // Opens the dashboard on `page` (clicked in the sidebar) and returns the page.
+    QQuickItem *openPage(const QString &page)
+    {
+        m_app->openDashboard();
+        QQuickWindow *dashboard = m_app->dashboard().window();
+        if (!dashboard || !QTest::qWaitForWindowExposed(dashboard))
+            return nullptr;
+        if (QQuickItem *entry =
+                ViewInspection::visibleItem(dashboard->contentItem(), QStringLiteral("sidebar_") + page))
+            ViewInspection::click(entry);
+        QQuickItem *found = nullptr;
+        QTest::qWaitFor([&] {
+            return (found = ViewInspection::visibleItem(dashboard->contentItem(), page + QStringLiteral("Page")));
+        });
+        return found;
+    }
+
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<AppFakes> m_fakes;
     std::unique_ptr<AppModel> m_model;
     std::unique_ptr<UpdaterModel> m_updater;
     std::unique_ptr<LimitraApplication> m_app;
 };
+
+// The views drawn in software with the Fusion style, as on any desktop.
+#define LIMITRA_VIEW_TEST_MAIN(TestClass)                                                                              \
+    Q_IMPORT_QML_PLUGIN(LimitraPlugin)                                                                                 \
+    int main(int argc, char **argv)                                                                                    \
+    {                                                                                                                  \
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);                                                  \
+        QApplication application(argc, argv);                                                                          \
+        QQuickStyle::setStyle(QStringLiteral("Fusion"));                                                               \
+        TestClass test;                                                                                                \
+        return QTest::qExec(&test, argc, argv);                                                                        \
+    }

@@ -1,29 +1,69 @@
-// The panel and the dashboard's overview as a person sees them: the real
-// views, the real shell, a model fed by fake collectors; every state is also
-// grabbed to a PNG under the build folder's "screenshots".
-#include "../app/AppFakes.h"
-#include "ViewInspection.h"
-#include "ViewTestApplication.h"
-#include "app/UpdaterModel.h"
+// The panel and the dashboard's overview and history as a person sees them:
+// the real views, the real shell, a model fed by fake collectors; every state
+// is also grabbed to a PNG under the build folder's "screenshots". And the
+// history chart's own arithmetic: snapshots into series, points per pixel column.
+#include "RealisticHistory.h"
 #include "storage/ArchiveFormat.h"
 #include "system/AtomicFile.h"
-#include "ui/dashboard/DashboardWindowController.h"
+#include "tests/ui/ViewTestApplication.h"
+#include "ui/history/ColumnMerge.h"
+#include "ui/history/HistoryPlot.h"
+#include "ui/history/HistorySeries.h"
 #include "ui/menubar/MenuBarPanelController.h"
-#include "ui/shell/LimitraApplication.h"
+
+#include <QPainter>
+#include <QRandomGenerator>
+#include <QScopeGuard>
 
 #include <algorithm>
 
-#include <QApplication>
-#include <QPalette>
-#include <QQuickStyle>
-#include <QScopeGuard>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QtQml/qqmlextensionplugin.h>
-
-Q_IMPORT_QML_PLUGIN(LimitraPlugin)
-
 using namespace ViewInspection;
+
+using SeriesPoints = QMap<QString, QList<double>>;
+Q_DECLARE_METATYPE(SeriesPoints)
+Q_DECLARE_METATYPE(QSet<UsageProvider>)
+
+namespace {
+
+// Whether every visible item named `name` under `root` reads as light text.
+bool readsOnDark(QQuickItem *root, const char *name)
+{
+    const QList<QQuickItem *> items = visibleItems(root, name);
+    return !items.isEmpty() && std::ranges::all_of(items, [](QQuickItem *item) {
+        return item->property("color").value<QColor>().lightnessF() > 0.6;
+    });
+}
+
+ProviderSnapshot at(ProviderSnapshot snapshot, int minutes)
+{
+    snapshot.collectedAt = QDateTime(QDate(2026, 11, 20), QTime(12, 0), Qt::UTC).addSecs(minutes * 60);
+    return snapshot;
+}
+
+SeriesPoints percents(const QList<HistorySeries> &series)
+{
+    SeriesPoints out;
+    for (const HistorySeries &one : series) {
+        QList<double> values;
+        for (const HistoryPoint &point : one.points)
+            values.append(point.percent);
+        out.insert(one.name, values);
+    }
+    return out;
+}
+
+QImage drawn(const QList<QPoint> &polyline)
+{
+    QImage image(64, 48, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    painter.setPen(HistoryPlot::linePen(Qt::black));
+    HistoryPlot::drawLine(painter, polyline);
+    return image;
+}
+
+} // namespace
 
 class PanelViewTest : public QObject, private ViewTestApplication
 {
@@ -33,21 +73,25 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void placeholdersUntilTheFirstSnapshot();
-    void bothProvidersHidden();
-    void cardWithoutWindows_data();
-    void cardWithoutWindows();
-    void gaugesFollowThePercentages();
-    void panelClosesOnEscapeAndSecondActivation();
-    void openDashboardClosesThePanelFirst();
-    void overviewShowsFullCardsWithTheFableNote();
-    void darkDesktopScheme();
+    void panelFromPlaceholdersToCards();
+    void panelOpensAndCloses();
+    void overviewOnADarkDesktop();
     void forecastInCardsHeaderAndWarning();
+    void buildSeries_data();
+    void buildSeries();
+    void mergedColumnsSetThePixelsOfTheFullLine();
+    void longPausesBreakTheLine_data();
+    void longPausesBreakTheLine();
+    void historyPageAtNinetyDays();
 
 private:
-    // Finishes the first round with these snapshots (a provider left out fails).
-    void finishRound(const QList<ProviderSnapshot> &snapshots);
     QQuickItem *openPanel();
+    // The application again, over an archive holding `history`.
+    void restartWithHistory(const QList<ProviderSnapshot> &history);
+    ProviderSnapshot usage(UsageProvider provider, QList<double> percents) const
+    {
+        return m_fakes->usage(provider, percents);
+    }
 };
 
 void PanelViewTest::init()
@@ -59,19 +103,7 @@ void PanelViewTest::init()
 void PanelViewTest::cleanup()
 {
     stopApplication();
-}
-
-void PanelViewTest::finishRound(const QList<ProviderSnapshot> &snapshots)
-{
-    QTRY_VERIFY(!m_fakes->collections.empty());
-    m_fakes->finishAll([&](UsageProvider provider) -> Result<ProviderSnapshot> {
-        for (const ProviderSnapshot &snapshot : snapshots) {
-            if (snapshot.provider == provider)
-                return snapshot;
-        }
-        return LimitraError::invalidResponse(QStringLiteral("left out by the test"));
-    });
-    QTRY_VERIFY(!m_model->isRefreshing());
+    QGuiApplication::setPalette(QPalette());
 }
 
 QQuickItem *PanelViewTest::openPanel()
@@ -83,111 +115,80 @@ QQuickItem *PanelViewTest::openPanel()
     return window->contentItem();
 }
 
-void PanelViewTest::placeholdersUntilTheFirstSnapshot()
+void PanelViewTest::restartWithHistory(const QList<ProviderSnapshot> &history)
+{
+    stopApplication();
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(
+        AtomicFile::write(m_folder->filePath(QStringLiteral("usage-history.json")), ArchiveFormat::encode({history}))
+            .ok());
+    startApplication();
+}
+
+void PanelViewTest::panelFromPlaceholdersToCards()
 {
     QQuickItem *panel = openPanel();
     QVERIFY(panel);
     QVERIFY(visibleItem(panel, "placeholder_codex"));
     QVERIFY(visibleItem(panel, "placeholder_claude"));
-    QVERIFY(visibleItems(panel, "providerCard_codex").isEmpty());
     QCOMPARE(visibleItems(panel, "placeholderSpinner").size(), 2);
     screenshot(m_app->panel().window(), "panel-placeholders");
 
-    finishRound({usage(UsageProvider::codex, {42})});
-    QTRY_VERIFY(visibleItem(panel, "providerCard_codex"));
-    QVERIFY(visibleItems(panel, "placeholder_codex").isEmpty());
-    QCOMPARE(texts(panel, "usedText"), QStringList{"42%"});
-}
-
-void PanelViewTest::bothProvidersHidden()
-{
-    m_model->setProvider(UsageProvider::codex, false);
-    m_model->setProvider(UsageProvider::claude, false);
-    QQuickItem *panel = openPanel();
-    QVERIFY(panel);
-    QCOMPARE(texts(panel, "bothHiddenText"),
-             QStringList{"Both providers are hidden. Turn one back on in the dashboard settings."});
-    QVERIFY(visibleItems(panel, "placeholder_codex").isEmpty());
-    QVERIFY(visibleItems(panel, "placeholder_claude").isEmpty());
-    for (const char *action : {"openDashboardButton", "checkForUpdatesButton", "quitButton"})
-        QVERIFY2(visibleItem(panel, action), action);
-    screenshot(m_app->panel().window(), "panel-both-hidden");
-}
-
-void PanelViewTest::cardWithoutWindows_data()
-{
-    QTest::addColumn<QString>("message");
-    QTest::addColumn<QString>("shown");
-    QTest::newRow("without message") << QString() << "No usage data available.";
-    QTest::newRow("with message") << "Claude Code is not signed in."
-                                  << "Claude Code is not signed in.";
-}
-
-void PanelViewTest::cardWithoutWindows()
-{
-    QFETCH(QString, message);
-    QFETCH(QString, shown);
     ProviderSnapshot claude = usage(UsageProvider::claude, {});
     claude.state = CollectorState::error;
-    if (!message.isEmpty())
-        claude.message = message;
-    QQuickItem *panel = openPanel();
-    QVERIFY(panel);
-    finishRound({usage(UsageProvider::codex, {10}), claude});
-    QTRY_VERIFY(visibleItem(panel, "providerCard_claude"));
-    QQuickItem *card = visibleItem(panel, "providerCard_claude");
-    QCOMPARE(texts(card, "cardEmptyText"), QStringList{shown});
-    QCOMPARE(texts(card, "stateBadge"), QStringList{"ERROR"});
-    QVERIFY(visibleItems(card, "windowRow").isEmpty());
-    screenshot(m_app->panel().window(), QStringLiteral("panel-no-windows-") + QTest::currentDataTag());
-}
-
-void PanelViewTest::gaugesFollowThePercentages()
-{
-    QQuickItem *panel = openPanel();
-    QVERIFY(panel);
-    finishRound({usage(UsageProvider::codex, {74.9, 75, 89.99, 90, 130, -5})});
+    claude.message = QStringLiteral("Claude Code is not signed in.");
+    finishRound({usage(UsageProvider::codex, {74.9, 75, 89.99, 90, 130, -5}), claude});
     QTRY_COMPARE(visibleItems(panel, "windowRow").size(), 6);
+    QVERIFY(visibleItems(panel, "placeholder_codex").isEmpty());
     QCOMPARE(texts(panel, "usedText"), (QStringList{"75%", "75%", "90%", "90%", "100%", "0%"}));
     QCOMPARE(texts(panel, "remainingText"), (QStringList{"25% remaining", "25% remaining", "10% remaining",
                                                          "10% remaining", "0% remaining", "100% remaining"}));
+    QQuickItem *claudeCard = visibleItem(panel, "providerCard_claude");
+    QCOMPARE(texts(claudeCard, "cardEmptyText"), QStringList{"Claude Code is not signed in."});
+    QCOMPARE(texts(claudeCard, "stateBadge"), QStringList{"ERROR"});
     QTest::qWait(50); // let the scene graph draw the new rows
     const QImage image = screenshot(m_app->panel().window(), "panel-gauges");
-
     const QColor accent = QGuiApplication::palette().color(QPalette::Active, QPalette::Highlight);
     const QColor orange(QStringLiteral("#e07b00"));
     const QColor red(QStringLiteral("#d72d24"));
     const QList<QColor> expected{accent, orange, orange, red, red};
     const QList<QQuickItem *> rows = visibleItems(panel, "windowRow");
-    for (int row = 0; row < expected.size(); ++row) {
-        QQuickItem *fill = visibleItem(rows[row], "gaugeFill");
-        QVERIFY2(fill, qPrintable(QString::number(row)));
-        QCOMPARE(colourAtCentre(image, fill).name(), expected[row].name());
-    }
+    for (int row = 0; row < expected.size(); ++row)
+        QCOMPARE(colourAtCentre(image, visibleItem(rows[row], "gaugeFill")).name(), expected[row].name());
     // 130 % fills the whole track; −5 % leaves it empty.
     QCOMPARE(visibleItem(rows[4], "gaugeFill")->width(), visibleItem(rows[4], "gaugeTrack")->width());
     QVERIFY(visibleItems(rows[5], "gaugeFill").isEmpty());
+
+    // Without a message of its own, an empty card says so.
+    claude.message.reset();
+    m_model->refreshNow();
+    finishRound({usage(UsageProvider::codex, {10}), claude});
+    QTRY_COMPARE(texts(panel, "cardEmptyText"), QStringList{"No usage data available."});
+
+    m_model->setProvider(UsageProvider::codex, false);
+    m_model->setProvider(UsageProvider::claude, false);
+    QCOMPARE(texts(panel, "bothHiddenText"),
+             QStringList{"Both providers are hidden. Turn one back on in the dashboard settings."});
+    for (const char *action : {"openDashboardButton", "checkForUpdatesButton", "quitButton"})
+        QVERIFY2(visibleItem(panel, action), action);
+    screenshot(m_app->panel().window(), "panel-both-hidden");
 }
 
-void PanelViewTest::panelClosesOnEscapeAndSecondActivation()
+void PanelViewTest::panelOpensAndCloses()
 {
-    QVERIFY(openPanel());
+    QQuickItem *panel = openPanel();
+    QVERIFY(panel);
     QQuickWindow *window = m_app->panel().window();
     window->requestActivate();
     QTest::keyClick(window, Qt::Key_Escape);
     QTRY_VERIFY(!m_app->panel().isPanelOpen());
-
     m_app->panel().toggle(QRect(400, 10, 22, 22));
     QVERIFY(m_app->panel().isPanelOpen());
     m_app->panel().toggle(QRect(400, 10, 22, 22));
-    QVERIFY(!m_app->panel().isPanelOpen());
     QVERIFY(!window->isVisible());
-}
 
-void PanelViewTest::openDashboardClosesThePanelFirst()
-{
-    QQuickItem *panel = openPanel();
-    QVERIFY(panel);
+    // Its dashboard button closes the panel first.
+    QVERIFY(openPanel());
     QStringList order;
     connect(&m_app->panel(), &MenuBarPanelController::openChanged, this,
             [&](bool open) { order.append(open ? "panel opened" : "panel closed"); });
@@ -198,93 +199,55 @@ void PanelViewTest::openDashboardClosesThePanelFirst()
     QVERIFY(m_app->dashboard().window()->isVisible());
 }
 
-void PanelViewTest::overviewShowsFullCardsWithTheFableNote()
+void PanelViewTest::overviewOnADarkDesktop()
 {
+    QGuiApplication::setPalette(darkDesktopPalette());
     ProviderSnapshot claude = usage(UsageProvider::claude, {12, 64});
     claude.planName = QStringLiteral("Max");
-    claude.modelName = QStringLiteral("Opus");
     claude.creditBalance = QStringLiteral("$12.34 of $50.00");
     QQuickItem *panel = openPanel();
     QVERIFY(panel);
     finishRound({usage(UsageProvider::codex, {42, 7}), claude});
     QTRY_VERIFY(visibleItem(panel, "providerCard_claude"));
     QVERIFY2(visibleItems(panel, "fableNote").isEmpty(), "compact cards never show the note");
-    screenshot(m_app->panel().window(), "panel-two-providers");
-
-    m_app->openDashboard();
-    QQuickWindow *dashboard = m_app->dashboard().window();
-    QVERIFY(QTest::qWaitForWindowExposed(dashboard));
-    QQuickItem *overview = visibleItem(dashboard->contentItem(), "overviewPage");
-    QVERIFY(overview);
-    QTRY_VERIFY(visibleItem(overview, "providerCard_claude"));
-    QVERIFY(visibleItems(visibleItem(overview, "providerCard_codex"), "fableNote").isEmpty());
-    QQuickItem *claudeCard = visibleItem(overview, "providerCard_claude");
-    QVERIFY(visibleItem(claudeCard, "fableNote"));
-    QCOMPARE(texts(claudeCard, "planName"), QStringList{"Max"});
-    QCOMPARE(texts(claudeCard, "creditText"), QStringList{"Credits: $12.34 of $50.00"});
-    QTest::qWait(50);
-    screenshot(dashboard, "dashboard-overview");
-
-    // A Claude window labelled "Fable" makes the note go.
-    claude.windows[1].label = QStringLiteral("Fable");
-    m_model->refreshNow();
-    finishRound({usage(UsageProvider::codex, {42, 7}), claude});
-    QTRY_VERIFY(visibleItems(visibleItem(overview, "providerCard_claude"), "fableNote").isEmpty());
-}
-
-void PanelViewTest::darkDesktopScheme()
-{
-    QGuiApplication::setPalette(darkDesktopPalette());
-    const auto lightAgain = qScopeGuard([] { QGuiApplication::setPalette(QPalette()); });
-    const auto readsOnDark = [](QQuickItem *root, const char *name) {
-        const QList<QQuickItem *> items = visibleItems(root, name);
-        return !items.isEmpty() && std::ranges::all_of(items, [](QQuickItem *item) {
-            return item->property("color").value<QColor>().lightnessF() > 0.6;
-        });
-    };
-    QQuickItem *panel = openPanel();
-    QVERIFY(panel);
-    finishRound({usage(UsageProvider::codex, {42, 7}), usage(UsageProvider::claude, {12, 64})});
-    QTRY_VERIFY(visibleItem(panel, "providerCard_claude"));
     QTest::qWait(50);
     const QImage image = screenshot(m_app->panel().window(), "panel-dark");
     QVERIFY(readsOnDark(panel, "cardTitle"));
     QVERIFY(readsOnDark(panel, "windowLabel"));
     QVERIFY(image.pixelColor(image.width() / 2, image.height() - 4).lightnessF() < 0.3);
 
-    m_app->openDashboard();
-    QQuickWindow *dashboard = m_app->dashboard().window();
-    QVERIFY(QTest::qWaitForWindowExposed(dashboard));
-    QQuickItem *overview = visibleItem(dashboard->contentItem(), "overviewPage");
+    QQuickItem *overview = openPage("overview");
+    QVERIFY(overview);
     QTRY_VERIFY(visibleItem(overview, "providerCard_claude"));
+    // The note about Fable is Claude's, until a window of that name shows up.
+    QVERIFY(visibleItems(visibleItem(overview, "providerCard_codex"), "fableNote").isEmpty());
+    QVERIFY(visibleItem(visibleItem(overview, "providerCard_claude"), "fableNote"));
     QTest::qWait(50);
-    const QImage full = screenshot(dashboard, "dashboard-overview-dark");
+    const QImage full = screenshot(m_app->dashboard().window(), "dashboard-overview-dark");
     QVERIFY(readsOnDark(overview, "cardTitle"));
     QVERIFY(readsOnDark(overview, "usedText"));
-    QVERIFY(colourAtCentre(full, visibleItem(dashboard->contentItem(), "sidebar_providers")).lightnessF() < 0.3);
+    QVERIFY(colourAtCentre(full, visibleItem(overview->window()->contentItem(), "sidebar_providers")).lightnessF()
+            < 0.3);
+    claude.windows[1].label = QStringLiteral("Fable");
+    m_model->refreshNow();
+    finishRound({usage(UsageProvider::codex, {42, 7}), claude});
+    QTRY_VERIFY(visibleItems(visibleItem(overview, "providerCard_claude"), "fableNote").isEmpty());
 }
 
 void PanelViewTest::forecastInCardsHeaderAndWarning()
 {
     // Three hours of a 5-hour window climbing steadily to 75 %: at this pace it
     // is full an hour before it resets.
-    stopApplication();
-    m_folder = std::make_unique<QTemporaryDir>();
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    const QDateTime reset = now.addSecs(2 * 3600);
     const auto reading = [&](int minutesAgo) {
-        ProviderSnapshot snapshot = usage(UsageProvider::codex, {75.0 - minutesAgo * 25.0 / 60}, reset);
-        snapshot.windows[0].windowMinutes = 300;
-        snapshot.collectedAt = now.addSecs(-minutesAgo * 60);
-        return snapshot;
+        const UsageWindow window =
+            SnapshotSamples::fiveHour(UsageProvider::codex, 75.0 - minutesAgo * 25.0 / 60, now.addSecs(2 * 3600));
+        return SnapshotSamples::connected(UsageProvider::codex, now.addSecs(-minutesAgo * 60), {window});
     };
     QList<ProviderSnapshot> history;
     for (int minutesAgo = 180; minutesAgo > 0; minutesAgo -= 3)
         history.append(reading(minutesAgo));
-    QVERIFY(
-        AtomicFile::write(m_folder->filePath(QStringLiteral("usage-history.json")), ArchiveFormat::encode({history}))
-            .ok());
-    startApplication();
+    restartWithHistory(history);
     QQuickItem *panel = openPanel();
     QVERIFY(panel);
     finishRound({reading(0), usage(UsageProvider::claude, {12})});
@@ -299,36 +262,182 @@ void PanelViewTest::forecastInCardsHeaderAndWarning()
     QTest::qWait(50);
     screenshot(m_app->panel().window(), "panel-forecast");
 
-    m_app->openDashboard();
-    QQuickWindow *dashboard = m_app->dashboard().window();
-    QVERIFY(QTest::qWaitForWindowExposed(dashboard));
-    QQuickItem *codex = visibleItem(visibleItem(dashboard->contentItem(), "overviewPage"), "providerCard_codex");
+    QQuickItem *codex = visibleItem(openPage("overview"), "providerCard_codex");
     QVERIFY(codex);
     const QStringList lines = texts(codex, "forecastLine");
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines[0].startsWith("At this pace: full at ") && lines[0].endsWith(" before reset"), qPrintable(lines[0]));
-    QTest::qWait(50);
-    screenshot(dashboard, "dashboard-forecast");
-
-    // The warning comes once for this window, not on the next refresh.
-    const auto warnings = [&] {
-        return std::ranges::count_if(m_fakes->posts, [](const AppFakes::Post &post) {
-            return post.body.startsWith("OpenAI Codex · 5-hour: at this pace full at ");
-        });
-    };
-    QCOMPARE(warnings(), 1);
-    m_model->refreshNow();
-    finishRound({reading(0), usage(UsageProvider::claude, {12})});
-    QCOMPARE(warnings(), 1);
+    // The round warned of it as well.
+    QCOMPARE(std::ranges::count_if(m_fakes->posts,
+                                   [](const AppFakes::Post &post) {
+                                       return post.body.startsWith("OpenAI Codex · 5-hour: at this pace full at ");
+                                   }),
+             1);
 }
 
-int main(int argc, char **argv)
+void PanelViewTest::buildSeries_data()
 {
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    QApplication application(argc, argv);
-    QQuickStyle::setStyle(QStringLiteral("Fusion"));
-    PanelViewTest test;
-    return QTest::qExec(&test, argc, argv);
+    const QSet<UsageProvider> both{UsageProvider::codex, UsageProvider::claude};
+    const auto usage = [](UsageProvider provider, QList<double> percents) {
+        return AppFakes().usage(provider, percents);
+    };
+    QTest::addColumn<QList<ProviderSnapshot>>("snapshots");
+    QTest::addColumn<QSet<UsageProvider>>("visible");
+    QTest::addColumn<SeriesPoints>("expected");
+
+    QTest::newRow("no snapshots") << QList<ProviderSnapshot>{} << both << SeriesPoints{};
+    QTest::newRow("only snapshots without windows")
+        << QList<ProviderSnapshot>{at(usage(UsageProvider::codex, {}), 0), at(usage(UsageProvider::claude, {}), 3)}
+        << both << SeriesPoints{};
+    QTest::newRow("same label, two providers")
+        << QList<ProviderSnapshot>{at(usage(UsageProvider::codex, {10}), 0), at(usage(UsageProvider::claude, {20}), 0),
+                                   at(usage(UsageProvider::codex, {11}), 3)}
+        << both << SeriesPoints{{"Codex · 5-hour", {10, 11}}, {"Claude · 5-hour", {20}}};
+    ProviderSnapshot scoped = usage(UsageProvider::codex, {10, 20});
+    scoped.windows[1].label = QStringLiteral("5-hour");
+    scoped.windows[1].scope = QStringLiteral("GPT-5.1-Codex-Max");
+    QTest::newRow("same label, one provider")
+        << QList<ProviderSnapshot>{at(scoped, 0)} << both
+        << SeriesPoints{{"Codex · 5-hour", {10}}, {"Codex · 5-hour · GPT-5.1-Codex-Max", {20}}};
+    QTest::newRow("limited to 0..100") << QList<ProviderSnapshot>{
+        at(usage(UsageProvider::claude, {130, -5}), 0), at(usage(UsageProvider::claude, {100.5, 0.25}), 3),
+        at(usage(UsageProvider::claude, {std::nan(""), 50}),
+           6)} << both << SeriesPoints{{"Claude · 5-hour", {100, 100, 0}}, {"Claude · Weekly", {0, 0.25, 50}}};
+    QTest::newRow("hidden provider left out")
+        << QList<ProviderSnapshot>{at(usage(UsageProvider::codex, {10}), 0), at(usage(UsageProvider::claude, {20}), 0)}
+        << QSet<UsageProvider>{UsageProvider::claude} << SeriesPoints{{"Claude · 5-hour", {20}}};
 }
 
+void PanelViewTest::buildSeries()
+{
+    QFETCH(QList<ProviderSnapshot>, snapshots);
+    QFETCH(QSet<UsageProvider>, visible);
+    QFETCH(SeriesPoints, expected);
+    QCOMPARE(percents(buildHistorySeries(snapshots, visible)), expected);
+}
+
+void PanelViewTest::mergedColumnsSetThePixelsOfTheFullLine()
+{
+    QRandomGenerator random(16);
+    for (int round = 0; round < 500; ++round) {
+        // Many points on few columns, with jumps, flat stretches and repeats.
+        QList<QPoint> polyline;
+        int x = static_cast<int>(random.bounded(4));
+        const int count = 1 + static_cast<int>(random.bounded(300));
+        for (int i = 0; i < count && x < 64; ++i) {
+            polyline.append(QPoint(x, static_cast<int>(random.bounded(48))));
+            if (random.bounded(4) == 0)
+                x += static_cast<int>(random.bounded(6));
+        }
+        const QList<QPoint> merged = mergeColumns(polyline);
+        QVERIFY(merged.size() <= polyline.size());
+        const QImage full = drawn(polyline);
+        const QImage fewer = drawn(merged);
+        for (int y = 0; y < full.height(); ++y) {
+            for (int column = 0; column < full.width(); ++column) {
+                const int want = qAlpha(full.pixel(column, y));
+                const int got = qAlpha(fewer.pixel(column, y));
+                // The same pixels set, none across half coverage: only the
+                // shading of an edge may differ.
+                if ((want > 0) != (got > 0) || (want >= 128) != (got >= 128))
+                    QFAIL(qPrintable(QStringLiteral("round %1, pixel %2,%3: %4 instead of %5")
+                                         .arg(round)
+                                         .arg(column)
+                                         .arg(y)
+                                         .arg(got)
+                                         .arg(want)));
+            }
+        }
+    }
+}
+
+void PanelViewTest::longPausesBreakTheLine_data()
+{
+    QTest::addColumn<int>("minutes");
+    QTest::addColumn<int>("pieces");
+    QTest::newRow("29 minutes apart") << 29 << 1;
+    QTest::newRow("31 minutes apart") << 31 << 2;
+}
+
+void PanelViewTest::longPausesBreakTheLine()
+{
+    QFETCH(int, minutes);
+    QFETCH(int, pieces);
+    HistoryPlot plot;
+    plot.setSize(QSizeF(900, 260));
+    plot.setRangeDays(1);
+    const qint64 start = QDateTime::currentMSecsSinceEpoch() - 6 * 3600 * 1000;
+    plot.setSeries({HistorySeries{QStringLiteral("Codex · 5-hour"), {{start, 37}, {start + minutes * 60000, 37}}}});
+    QImage image(900, 260, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    plot.paint(&painter);
+    painter.end();
+
+    // Along the row that holds most of the line, count its pieces.
+    const QColor line = HistoryPlot::seriesColour(0);
+    const auto isLine = [&](int x, int y) {
+        const QColor pixel = image.pixelColor(x, y);
+        return pixel.alpha() == 255 && std::abs(pixel.red() - line.red()) < 8
+               && std::abs(pixel.green() - line.green()) < 8 && std::abs(pixel.blue() - line.blue()) < 8;
+    };
+    QList<int> length(image.height(), 0);
+    QList<int> found(image.height(), 0);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            length[y] += isLine(x, y) ? 1 : 0;
+            found[y] += isLine(x, y) && (x == 0 || !isLine(x - 1, y)) ? 1 : 0;
+        }
+    }
+    QCOMPARE(found[std::max_element(length.begin(), length.end()) - length.begin()], pieces);
+}
+
+void PanelViewTest::historyPageAtNinetyDays()
+{
+    restartWithHistory(realisticHistory(QDateTime::currentDateTimeUtc()));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_model->history().isEmpty(), 30000);
+    QQuickItem *page = openPage("history");
+    QVERIFY(page);
+    auto *plot = qobject_cast<HistoryPlot *>(visibleItem(page, "historyPlot"));
+    QVERIFY(plot);
+
+    // Seven days at first; each button sets its range, ending at 90 days.
+    QCOMPARE(plot->rangeStart().daysTo(plot->rangeEnd()), 7);
+    for (const auto &[button, days] :
+         QList<std::pair<QString, int>>{{"range_1", 1}, {"range_30", 30}, {"range_90", 90}}) {
+        click(visibleItem(page, button));
+        QCOMPARE(plot->rangeStart().secsTo(plot->rangeEnd()), days * 86400LL);
+    }
+    const QStringList all{"Claude · 5-hour", "Claude · Weekly", "Claude · Opus",
+                          "Codex · 5-hour",  "Codex · Weekly",  "Codex · 5-hour · GPT-5.1-Codex-Max"};
+    QCOMPARE(plot->seriesNames(), all);
+
+    // The read-out names the point under the pointer: down the newest column
+    // until the pointer meets a line.
+    for (int y = 0; y < plot->height() && plot->readout().isEmpty(); y += 4) {
+        QTest::mouseMove(plot->window(), plot->mapToScene(QPointF(plot->width() - 14, y)).toPoint());
+        QCoreApplication::processEvents();
+    }
+    QVERIFY2(plot->readout().contains(QStringLiteral("%")), qPrintable(plot->readout()));
+    QTest::qWait(50);
+    screenshot(m_app->dashboard().window(), "dashboard-history-90-days");
+
+    // The desktop turns dark while the page is shown.
+    QGuiApplication::setPalette(darkDesktopPalette());
+    QTRY_VERIFY(plot->property("textColor").value<QColor>().lightnessF() > 0.6);
+    QTest::qWait(50);
+    screenshot(m_app->dashboard().window(), "dashboard-history-90-days-dark");
+
+    // Hiding a provider takes its series away at once; showing brings them back.
+    m_model->setProvider(UsageProvider::codex, false);
+    QCOMPARE(plot->seriesNames(), (QStringList{"Claude · 5-hour", "Claude · Weekly", "Claude · Opus"}));
+    m_model->setProvider(UsageProvider::claude, false);
+    QVERIFY(plot->seriesNames().isEmpty());
+    QCOMPARE(texts(page, "emptyStateTitle"), QStringList{"No history yet"});
+    m_model->setProvider(UsageProvider::codex, true);
+    m_model->setProvider(UsageProvider::claude, true);
+    QCOMPARE(plot->seriesNames(), all);
+}
+
+LIMITRA_VIEW_TEST_MAIN(PanelViewTest)
 #include "tst_PanelView.moc"
