@@ -215,6 +215,12 @@ void PanelViewTest::overviewOnADarkDesktop()
     QVERIFY(readsOnDark(panel, "cardTitle"));
     QVERIFY(readsOnDark(panel, "windowLabel"));
     QVERIFY(image.pixelColor(image.width() / 2, image.height() - 4).lightnessF() < 0.3);
+    // Plan and credits make the footer long, but nothing sticks out of the card.
+    QQuickItem *card = visibleItem(panel, "providerCard_claude");
+    for (const char *name : {"stateBadge", "creditText", "sourceText"}) {
+        QQuickItem *item = visibleItem(card, name);
+        QVERIFY2(item && item->mapRectToItem(card, item->boundingRect()).right() <= card->width() + 0.5, name);
+    }
 
     QQuickItem *overview = openPage("overview");
     QVERIFY(overview);

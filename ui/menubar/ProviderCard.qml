@@ -102,36 +102,55 @@ Rectangle {
             }
         }
 
-        RowLayout {
+        // Plan, model and credits on the left and where the numbers came from
+        // on the right; when both do not fit on one line (a compact card with
+        // credits), the source goes on a line of its own below.
+        GridLayout {
+            id: footer
+            readonly property bool oneLine: !details.visible
+                                            || details.implicitWidth + columnSpacing + sourceLabel.implicitWidth <= width
             Layout.fillWidth: true
-            spacing: 8
-            Label {
-                objectName: "planName"
-                visible: text.length > 0
-                text: root.planName
-                font: Theme.caption2
-                color: Theme.tertiary
+            columns: oneLine ? 2 : 1
+            columnSpacing: 8
+            rowSpacing: 2
+            RowLayout {
+                id: details
+                visible: root.planName.length + root.modelName.length + root.creditText.length > 0
+                Layout.fillWidth: true
+                spacing: 8
+                Label {
+                    objectName: "planName"
+                    visible: text.length > 0
+                    text: root.planName
+                    font: Theme.caption2
+                    color: Theme.tertiary
+                }
+                Label {
+                    objectName: "modelName"
+                    visible: text.length > 0
+                    text: root.modelName
+                    font: Theme.caption2
+                    color: Theme.tertiary
+                }
+                Label {
+                    objectName: "creditText"
+                    visible: text.length > 0
+                    Layout.fillWidth: true
+                    Layout.minimumWidth: 0
+                    elide: Text.ElideRight
+                    text: root.creditText
+                    font: Theme.caption2
+                    color: Theme.tertiary
+                }
             }
             Label {
-                objectName: "modelName"
-                visible: text.length > 0
-                text: root.modelName
-                font: Theme.caption2
-                color: Theme.tertiary
-            }
-            Label {
-                objectName: "creditText"
-                visible: text.length > 0
-                text: root.creditText
-                font: Theme.caption2
-                color: Theme.tertiary
-            }
-            Item { Layout.fillWidth: true }
-            Label {
+                id: sourceLabel
                 objectName: "sourceText"
-                text: root.sourceText
+                Layout.fillWidth: true
+                Layout.minimumWidth: 0
+                horizontalAlignment: Text.AlignRight
                 elide: Text.ElideLeft
-                Layout.maximumWidth: root.width * 0.7
+                text: root.sourceText
                 font: Theme.caption2
                 color: Theme.tertiary
             }
