@@ -1,5 +1,5 @@
 # Entry points for people and CI. Everything goes through CMake presets.
-.PHONY: all bootstrap build run install package package-check test coverage interop fuzz format benchmarks clean
+.PHONY: all bootstrap build run install package package-check test coverage lint interop fuzz format benchmarks clean
 
 all: build
 
@@ -34,6 +34,12 @@ test: bootstrap
 	cmake --build --preset test
 	ctest --preset test
 
+# clang-tidy (.clang-tidy) and clazy on the product code; any finding fails.
+lint: bootstrap
+	cmake --preset test
+	cmake --build --preset test
+	scripts/check-tidy build/test
+
 # Line and branch coverage of the product code (not tests, benchmarks or fuzz
 # targets) by the test suite.
 coverage: bootstrap
@@ -64,6 +70,7 @@ benchmarks: build
 	benchmarks/statusline
 	benchmarks/codex-session
 	benchmarks/archive
+	benchmarks/settings-race
 	benchmarks/history
 	benchmarks/desktop
 	benchmarks/forecast-cost

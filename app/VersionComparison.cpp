@@ -23,7 +23,8 @@ PartType typeOf(QChar c)
 QList<Part> split(const QString &version)
 {
     QList<Part> parts;
-    for (const QChar c : version.trimmed()) {
+    const QString trimmed = version.trimmed();
+    for (const QChar c : trimmed) {
         const PartType type = typeOf(c);
         // Every separator character stands alone; digits and letters form runs.
         if (!parts.isEmpty() && parts.last().type == type && type != PartType::separator)

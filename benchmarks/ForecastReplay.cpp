@@ -54,35 +54,15 @@ void appendSeconds(QByteArray &out, const std::optional<QDateTime> &date)
         out += "null";
 }
 
-void appendString(QByteArray &out, const QString &text)
-{
-    static constexpr char hex[] = "0123456789abcdef";
-    out += '"';
-    for (const char c : text.toUtf8()) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (byte < 0x20) {
-            out += "\\u00";
-            out += hex[byte >> 4];
-            out += hex[byte & 0xF];
-        } else {
-            out += c;
-        }
-    }
-    out += '"';
-}
-
 void appendLine(QByteArray &out, qint64 at, const ProviderSnapshot &snapshot, const UsageWindow &window,
                 const WindowForecast &forecast)
 {
     out += "{\"at\": ";
     out += QByteArray::number(at);
     out += ", \"provider\": ";
-    appendString(out, rawValue(snapshot.provider));
+    ArchiveFormat::appendJsonString(out, rawValue(snapshot.provider));
     out += ", \"window\": ";
-    appendString(out, window.id);
+    ArchiveFormat::appendJsonString(out, window.id);
     out += ", \"used\": ";
     appendNumber(out, window.usedPercent);
     out += ", \"resetsAt\": ";

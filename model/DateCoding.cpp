@@ -68,7 +68,9 @@ std::optional<QDateTime> decodeDate(const QJsonValue &value, DateCoding coding)
         // A text without "Z" or an offset names no instant.
         if (!date.isValid() || date.timeSpec() == Qt::LocalTime)
             return std::nullopt;
-        date = date.toUTC();
+        // Whole seconds, as the files write it: a fraction (of a second, or
+        // of a minute, which ISO 8601 allows too) would not survive a rewrite.
+        date = QDateTime::fromSecsSinceEpoch(floorDiv(date.toMSecsSinceEpoch(), 1000), Qt::UTC);
         // Only what the files can write back in four digits.
         if (date.date().year() < 1 || date.date().year() > 9999)
             return std::nullopt;

@@ -183,7 +183,8 @@ Result<ProviderSnapshot> decodeSnapshot(const QJsonValue &value, DateCoding date
     const QJsonValue windows = object.value(QStringLiteral("windows"));
     if (!windows.isArray())
         return decodingError(QStringLiteral("\"windows\" is missing or not a list"));
-    for (const QJsonValue &element : windows.toArray()) {
+    const QJsonArray list = windows.toArray();
+    for (const auto &element : list) {
         Result<UsageWindow> window = decodeWindow(element, dates);
         if (!window)
             return window.error();

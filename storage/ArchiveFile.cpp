@@ -69,7 +69,7 @@ std::map<UsageProvider, const ProviderSnapshot *> latestByProvider(const QList<P
             latest.emplace(snapshot.provider, &snapshot);
         else if (found->second->collectedAt == snapshot.collectedAt)
             found->second = &snapshot; // an earlier one of the same moment
-        else if (latest.size() == allCases<UsageProvider>.size()
+        else if (latest.size() == static_cast<std::size_t>(allCases<UsageProvider>.size())
                  && std::all_of(latest.begin(), latest.end(), [&snapshot](const auto &entry) {
                         return snapshot.collectedAt < entry.second->collectedAt;
                     }))

@@ -20,6 +20,8 @@ QByteArray separator(bool first);
 // Appends the text of one snapshot (without separator).
 void appendSnapshot(QByteArray &out, const ProviderSnapshot &snapshot);
 QByteArray encode(const UsageArchive &archive);
+// Appends `text` as a JSON string, escaped the way Qt's JSON writer does.
+void appendJsonString(QByteArray &out, const QString &text);
 
 // Spare capacity the array handed to `decode` should have beyond its content,
 // so that the parser can read ahead without copying it.

@@ -21,7 +21,7 @@ QString homeDirectory()
 
 QString dataHome()
 {
-    const QString configured = QFile::decodeName(qgetenv("XDG_DATA_HOME"));
+    QString configured = QFile::decodeName(qgetenv("XDG_DATA_HOME"));
     // Relative values are invalid and must be ignored.
     if (configured.startsWith(QLatin1Char('/')))
         return configured;
@@ -30,7 +30,7 @@ QString dataHome()
 
 QString configHome()
 {
-    const QString configured = QFile::decodeName(qgetenv("XDG_CONFIG_HOME"));
+    QString configured = QFile::decodeName(qgetenv("XDG_CONFIG_HOME"));
     if (configured.startsWith(QLatin1Char('/')))
         return configured;
     return homeDirectory() + QStringLiteral("/.config");

@@ -6,6 +6,7 @@
 #include <QFile>
 
 #include <cerrno>
+#include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -117,6 +118,67 @@ int replacementBlocker(const QByteArray &target)
     return 0;
 }
 
+// What is at `path` now (nothing when there is no file), or false when it
+// cannot be read.
+bool contentAt(const QByteArray &path, std::optional<QByteArray> &content)
+{
+    content.reset();
+    if (::access(path.constData(), F_OK) != 0)
+        return errno == ENOENT;
+    Result<QByteArray> bytes = FileSystem::readFile(QFile::decodeName(path));
+    if (bytes)
+        content = std::move(*bytes);
+    return bytes.ok();
+}
+
+// Moves the temporary file (open as `fd`) over the target if the target holds
+// what `stillAsRead` expects: 0, ECANCELED when it does not (the other
+// program's file stays), or another errno. On failure the temporary name is
+// left for the caller to remove.
+int replaceIfAsRead(const QByteArray &temporary, const QByteArray &target, int fd,
+                    const std::function<bool(const std::optional<QByteArray> &)> &stillAsRead)
+{
+    const auto asRead = [&stillAsRead](const QByteArray &path) {
+        std::optional<QByteArray> content;
+        return contentAt(path, content) && stillAsRead(content);
+    };
+    // Most changes show here, before anyone could see ours.
+    if (!asRead(target))
+        return ECANCELED;
+    const char *from = temporary.constData();
+    const char *to = target.constData();
+    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_EXCHANGE) == 0) {
+        // The temporary name now holds the file ours replaced: a write that
+        // came after the check shows here, and is undone within moments.
+        if (asRead(temporary)) {
+            ::unlink(from);
+            return 0;
+        }
+        // Theirs goes back. The exchange takes out whatever is in place now:
+        // ours, unless yet another write came in between, which then goes
+        // back in place too, being the newest.
+        if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_EXCHANGE) != 0)
+            return 0; // their file left our temporary name; ours stands
+        struct stat mine = {}, outside = {};
+        if (::fstat(fd, &mine) == 0 && ::stat(from, &outside) == 0
+            && (mine.st_ino != outside.st_ino || mine.st_dev != outside.st_dev))
+            ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_EXCHANGE);
+        return ECANCELED;
+    }
+    if (errno == ENOENT) { // no target to exchange with
+        if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
+            return 0;
+        if (errno != EEXIST)
+            return errno;
+        asRead(target); // created meanwhile: lets the caller see that it changed
+        return ECANCELED;
+    }
+    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        return errno;
+    // A file system that cannot exchange names: the check above is all.
+    return ::rename(from, to) == 0 ? 0 : errno;
+}
+
 } // namespace
 
 Result<QByteArray> resolveSymbolicLinks(const QByteArray &path)
@@ -195,10 +257,10 @@ Result<void> write(const QString &path, const std::function<bool(int fd)> &produ
     errno = 0;
     if (::fchmod(fd, mode) != 0 || !produce(fd) || (options.durable && ::fsync(fd) != 0))
         failure = errno != 0 ? errno : EIO;
-    if (failure == 0 && options.stillAsRead && !options.stillAsRead())
-        failure = ECANCELED;
     // Renamed while still open, so that the lock marks a live writer until the end.
-    if (failure == 0 && ::rename(temporary.constData(), target.constData()) != 0)
+    if (failure == 0 && options.stillAsRead)
+        failure = replaceIfAsRead(temporary, target, fd, options.stillAsRead);
+    else if (failure == 0 && ::rename(temporary.constData(), target.constData()) != 0)
         failure = errno;
     if (failure != 0)
         ::unlink(temporary.constData());

@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <optional>
 
 // Replacing a file so that readers only ever see the old or the new content:
 // the bytes go to a temporary file in the target's folder, which is then
@@ -26,10 +27,14 @@ struct Options {
     // Flush the data and the folder to disk before returning. Files that are
     // rewritten every few seconds and worthless after a crash skip it.
     bool durable = true;
-    // For files that other programs write too: asked once the new content is
-    // complete, just before the rename. False leaves the target as it is and
-    // fails the write (ECANCELED), so that the caller can read it again.
-    std::function<bool()> stillAsRead;
+    // For files that other programs write too: whether what the target holds
+    // (nothing: there is no file) is what the caller read. False leaves the
+    // target as the other program wrote it and fails the write (ECANCELED), so
+    // that the caller can read it again. Where the file system can exchange
+    // two names, the check sees exactly the file the new one replaced, so no
+    // write in between goes unnoticed; elsewhere it comes just before the
+    // rename.
+    std::function<bool(const std::optional<QByteArray> &current)> stillAsRead;
 };
 
 Result<void> write(const QString &path, QByteArrayView data, const Options &options = {});

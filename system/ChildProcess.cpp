@@ -131,6 +131,100 @@ int openExitFd(pid_t pid)
     return -1;
 }
 
+// The child's standard streams, its working folder, and none of our other
+// descriptors.
+int addFileActions(posix_spawn_file_actions_t &actions, const ChildOptions &options, int inputEnd, int outputEnd,
+                   int errorsEnd)
+{
+    int failure = 0;
+    if (options.terminal) {
+        // Opened after setsid() and without O_NOCTTY, the terminal becomes the
+        // controlling terminal of the new session.
+        const QByteArray device = QFile::encodeName(*options.terminal);
+        failure = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, device.constData(), O_RDWR, 0);
+        if (failure == 0)
+            failure = posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDOUT_FILENO);
+        if (failure == 0)
+            failure = posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDERR_FILENO);
+    } else {
+        failure = connectStream(actions, options.input, STDIN_FILENO, inputEnd);
+        if (failure == 0)
+            failure = connectStream(actions, options.output, STDOUT_FILENO, outputEnd);
+        if (failure == 0)
+            failure = connectStream(actions, options.errors, STDERR_FILENO, errorsEnd);
+    }
+    if (failure == 0)
+        failure = posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    if (failure == 0 && options.workingDirectory)
+        failure =
+            posix_spawn_file_actions_addchdir_np(&actions, QFile::encodeName(*options.workingDirectory).constData());
+    return failure;
+}
+
+// Default signal dispositions, an empty mask, and the session or process
+// group the options ask for.
+int setAttributes(posix_spawnattr_t &attributes, const ChildOptions &options)
+{
+    sigset_t allSignals, noSignals;
+    sigfillset(&allSignals);
+    sigemptyset(&noSignals);
+    short flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
+    if (options.terminal)
+        flags |= POSIX_SPAWN_SETSID;
+    else if (options.ownProcessGroup)
+        flags |= POSIX_SPAWN_SETPGROUP;
+    int failure = posix_spawnattr_setflags(&attributes, flags);
+    if (failure == 0)
+        failure = posix_spawnattr_setsigdefault(&attributes, &allSignals);
+    if (failure == 0)
+        failure = posix_spawnattr_setsigmask(&attributes, &noSignals);
+    if (failure == 0 && options.ownProcessGroup && !options.terminal)
+        failure = posix_spawnattr_setpgroup(&attributes, 0);
+    return failure;
+}
+
+// Reads what the child has written so far, up to one chunk past `limit`;
+// closes the output at its end or on an error.
+void drainOutput(ChildProcess &child, QByteArray &output, qsizetype limit)
+{
+    char chunk[65536];
+    while (child.outputFd() >= 0 && output.size() <= limit) {
+        const ssize_t got = ::read(child.outputFd(), chunk, sizeof chunk);
+        if (got > 0) {
+            output.append(chunk, got);
+            continue;
+        }
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got == 0 || errno != EAGAIN)
+            child.closeOutput();
+        return;
+    }
+}
+
+// Writes as much of the rest of `input` as the pipe takes now; closes the
+// input once all of it is written or the child stops reading.
+void feedInput(ChildProcess &child, QByteArrayView input, qsizetype &written)
+{
+    if (child.inputFd() < 0)
+        return;
+    while (written < input.size()) {
+        const ssize_t sent =
+            ::write(child.inputFd(), input.data() + written, static_cast<size_t>(input.size() - written));
+        if (sent > 0) {
+            written += sent;
+            continue;
+        }
+        if (sent < 0 && errno == EINTR)
+            continue;
+        if (sent < 0 && errno == EAGAIN)
+            break;
+        written = input.size(); // EPIPE: the child does not want more input
+    }
+    if (written >= input.size())
+        child.closeInput();
+}
+
 } // namespace
 
 Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildOptions &options)
@@ -181,46 +275,9 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildOptions &op
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&actions);
     posix_spawnattr_init(&attributes);
-
-    int failure = 0;
-    if (options.terminal) {
-        // Opened after setsid() and without O_NOCTTY, the terminal becomes the
-        // controlling terminal of the new session.
-        const QByteArray device = QFile::encodeName(*options.terminal);
-        failure = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, device.constData(), O_RDWR, 0);
-        if (failure == 0)
-            failure = posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDOUT_FILENO);
-        if (failure == 0)
-            failure = posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDERR_FILENO);
-    } else {
-        failure = connectStream(actions, options.input, STDIN_FILENO, input.read);
-        if (failure == 0)
-            failure = connectStream(actions, options.output, STDOUT_FILENO, output.write);
-        if (failure == 0)
-            failure = connectStream(actions, options.errors, STDERR_FILENO, errors.write);
-    }
+    int failure = addFileActions(actions, options, input.read, output.write, errors.write);
     if (failure == 0)
-        failure = posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
-    if (failure == 0 && options.workingDirectory)
-        failure =
-            posix_spawn_file_actions_addchdir_np(&actions, QFile::encodeName(*options.workingDirectory).constData());
-
-    sigset_t allSignals, noSignals;
-    sigfillset(&allSignals);
-    sigemptyset(&noSignals);
-    short flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
-    if (options.terminal)
-        flags |= POSIX_SPAWN_SETSID;
-    else if (options.ownProcessGroup)
-        flags |= POSIX_SPAWN_SETPGROUP;
-    if (failure == 0)
-        failure = posix_spawnattr_setflags(&attributes, flags);
-    if (failure == 0)
-        failure = posix_spawnattr_setsigdefault(&attributes, &allSignals);
-    if (failure == 0)
-        failure = posix_spawnattr_setsigmask(&attributes, &noSignals);
-    if (failure == 0 && options.ownProcessGroup && !options.terminal)
-        failure = posix_spawnattr_setpgroup(&attributes, 0);
+        failure = setAttributes(attributes, options);
 
     pid_t pid = -1;
     if (failure == 0) {
@@ -363,21 +420,6 @@ ChildRun runToCompletion(ChildProcess &child, QByteArrayView input, const RunLim
     if (child.outputFd() >= 0)
         ::fcntl(child.outputFd(), F_SETFL, ::fcntl(child.outputFd(), F_GETFL) | O_NONBLOCK);
 
-    const auto drainOutput = [&] {
-        char chunk[65536];
-        while (child.outputFd() >= 0 && run.output.size() <= limits.maxOutput) {
-            const ssize_t got = ::read(child.outputFd(), chunk, sizeof chunk);
-            if (got > 0) {
-                run.output.append(chunk, got);
-                continue;
-            }
-            if (got < 0 && errno == EINTR)
-                continue;
-            if (got == 0 || errno != EAGAIN)
-                child.closeOutput();
-            return;
-        }
-    };
     const auto stopForLimit = [&] {
         child.closeInput();
         child.closeOutput();
@@ -408,29 +450,13 @@ ChildRun runToCompletion(ChildProcess &child, QByteArrayView input, const RunLim
         if (::poll(entries, count, wait ? static_cast<int>(wait->count()) : -1) < 0 && errno != EINTR)
             break;
 
-        drainOutput();
+        drainOutput(child, run.output, limits.maxOutput);
         if (run.output.size() > limits.maxOutput)
             return stopForLimit();
-        if (child.inputFd() >= 0) {
-            while (written < input.size()) {
-                const ssize_t sent =
-                    ::write(child.inputFd(), input.data() + written, static_cast<size_t>(input.size() - written));
-                if (sent > 0) {
-                    written += sent;
-                    continue;
-                }
-                if (sent < 0 && errno == EINTR)
-                    continue;
-                if (sent < 0 && errno == EAGAIN)
-                    break;
-                written = input.size(); // EPIPE: the child does not want more input
-            }
-            if (written >= input.size())
-                child.closeInput();
-        }
+        feedInput(child, input, written);
     }
     child.closeInput();
-    drainOutput();
+    drainOutput(child, run.output, limits.maxOutput);
     child.closeOutput();
     if (run.output.size() > limits.maxOutput)
         run.limitExceeded = true;

@@ -62,12 +62,12 @@ QStringList searchDirectories(const SearchPlaces &places)
 
 std::optional<QString> find(const QString &name, const std::optional<QString> &override, const SearchPlaces &places)
 {
-    if (const std::optional<QString> expanded = expandedOverride(override, places.home);
-        expanded && isUsable(*expanded))
+    if (std::optional<QString> expanded = expandedOverride(override, places.home); expanded && isUsable(*expanded))
         return expanded;
     const QStringList directories = searchDirectories(places);
-    for (auto it = directories.crbegin(); it != directories.crend(); ++it) {
-        const QString candidate = *it + QLatin1Char('/') + name;
+    // The last directory wins.
+    for (qsizetype i = directories.size() - 1; i >= 0; --i) {
+        const QString candidate = directories[i] + QLatin1Char('/') + name;
         if (isUsable(candidate))
             return candidate;
     }

@@ -23,9 +23,13 @@ FreedesktopNotifier::FreedesktopNotifier(QObject *parent)
     : QObject(parent)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
-    bus.connect(kService, kPath, kInterface, QStringLiteral("ActionInvoked"), this, SLOT(actionInvoked(uint, QString)));
+    // Normalised signatures (no spaces) spare a normalisation per connection.
+    // clang-format off
+    bus.connect(kService, kPath, kInterface, QStringLiteral("ActionInvoked"), this,
+                SLOT(actionInvoked(uint,QString)));
     bus.connect(kService, kPath, kInterface, QStringLiteral("NotificationClosed"), this,
-                SLOT(notificationClosed(uint, uint)));
+                SLOT(notificationClosed(uint,uint)));
+    // clang-format on
 }
 
 void FreedesktopNotifier::post(const QString &identifier, const QString &title, const QString &body)

@@ -19,7 +19,7 @@ public:
     // The identifier has no counterpart in the protocol: every call shows a
     // new notification.
     void post(const QString &identifier, const QString &title, const QString &body) override;
-    void setOpenDashboardAction(std::function<void()> action) override { m_openDashboard = std::move(action); }
+    void setOpenDashboardAction(const std::function<void()> &action) override { m_openDashboard = action; }
 
 private Q_SLOTS:
     void actionInvoked(uint id, const QString &actionKey);

@@ -14,5 +14,5 @@ public:
     // Shows a notification now; the outcome is not observed.
     virtual void post(const QString &identifier, const QString &title, const QString &body) = 0;
     // What the notification's "Open Dashboard" button does, where the desktop shows buttons.
-    virtual void setOpenDashboardAction(std::function<void()> /*action*/) {}
+    virtual void setOpenDashboardAction(const std::function<void()> & /*action*/) {}
 };

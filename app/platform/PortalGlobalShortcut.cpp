@@ -64,8 +64,11 @@ PortalGlobalShortcut::PortalGlobalShortcut(QDBusConnection bus, QObject *parent)
 {
     qDBusRegisterMetaType<PortalShortcut>();
     qDBusRegisterMetaType<QList<PortalShortcut>>();
+    // A normalised signature (no spaces) spares a normalisation per connection.
+    // clang-format off
     m_bus.connect(kService, kPath, kInterface, QStringLiteral("Activated"), this,
-                  SLOT(activated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+                  SLOT(activated(QDBusObjectPath,QString,qulonglong,QVariantMap)));
+    // clang-format on
 }
 
 PortalGlobalShortcut::~PortalGlobalShortcut()

@@ -26,7 +26,7 @@ public:
 
     Result<void> registerShortcut(const GlobalShortcut &shortcut, std::function<void()> action) override;
     void unregisterShortcut() override;
-    void setLateFailureHandler(std::function<void(const Error &)> report) override { m_report = std::move(report); }
+    void setLateFailureHandler(const std::function<void(const Error &)> &report) override { m_report = report; }
 
     // The combination in the portal's trigger notation ("CTRL+ALT+LOGO+u");
     // none for a key without a name there.

@@ -20,5 +20,5 @@ public:
     // Where the desktop answers later (through a portal), a failure that comes
     // after registerShortcut returned goes to `report`; answers about an
     // earlier registration are dropped.
-    virtual void setLateFailureHandler(std::function<void(const Error &)> /*report*/) {}
+    virtual void setLateFailureHandler(const std::function<void(const Error &)> & /*report*/) {}
 };

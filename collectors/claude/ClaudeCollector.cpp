@@ -38,12 +38,13 @@ Result<ProviderSnapshot> ClaudeCollector::loadStatusSnapshot() const
     Result<QByteArray> payload = FileSystem::readFile(m_settings.payloadPath);
     if (!payload)
         return payload.error();
-    const QDateTime recordedAt =
-        FileSystem::modificationTime(m_settings.payloadPath).value_or(QDateTime::currentDateTimeUtc());
-    return ClaudePayloadDecoder::decode(*payload, recordedAt, m_settings.liveInterval);
+    const QDateTime now = m_settings.clock();
+    const QDateTime recordedAt = FileSystem::modificationTime(m_settings.payloadPath).value_or(now);
+    return ClaudePayloadDecoder::decode(*payload, recordedAt, m_settings.liveInterval, now);
 }
 
-ProviderSnapshot ClaudeCollector::staleSnapshot(const std::optional<ProviderSnapshot> &base, const QString &message)
+ProviderSnapshot ClaudeCollector::staleSnapshot(const std::optional<ProviderSnapshot> &base,
+                                                const QString &message) const
 {
     ProviderSnapshot snapshot;
     if (base) {
@@ -52,7 +53,7 @@ ProviderSnapshot ClaudeCollector::staleSnapshot(const std::optional<ProviderSnap
         snapshot.state = base->windows.isEmpty() ? CollectorState::unavailable : CollectorState::stale;
     } else {
         snapshot.provider = UsageProvider::claude;
-        snapshot.collectedAt = QDateTime::currentDateTimeUtc();
+        snapshot.collectedAt = m_settings.clock();
         snapshot.source = UsageSource::claudeUsageCommand;
         snapshot.state = CollectorState::unavailable;
     }
@@ -85,7 +86,7 @@ ProviderSnapshot ClaudeCollector::collectNow() const
         if (!best || best->collectedAt < candidate.collectedAt)
             best = candidate;
     }
-    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime now = m_settings.clock();
     if (best && static_cast<double>(best->collectedAt.msecsTo(now)) / 1000.0 <= m_settings.liveInterval)
         return *best;
 

@@ -3,8 +3,10 @@
 #include "model/UsageCollecting.h"
 #include "system/ExecutableLocator.h"
 
+#include <QDateTime>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 // The Claude provider's collector. Cheapest source first: the status-line
@@ -20,6 +22,8 @@ public:
         double liveInterval = 300;                 // seconds a source counts as recent
         double probeTimeout = 20;                  // seconds the /usage probe may take
         ExecutableLocator::SearchPlaces searchPlaces = ExecutableLocator::SearchPlaces::current();
+        // The current time, against which every source's age is measured.
+        std::function<QDateTime()> clock = [] { return QDateTime::currentDateTimeUtc(); };
     };
 
     explicit ClaudeCollector(Settings settings);
@@ -35,7 +39,7 @@ public:
 
 private:
     Result<ProviderSnapshot> loadStatusSnapshot() const;
-    static ProviderSnapshot staleSnapshot(const std::optional<ProviderSnapshot> &base, const QString &message);
+    ProviderSnapshot staleSnapshot(const std::optional<ProviderSnapshot> &base, const QString &message) const;
     static Result<void> saveFallbackSnapshot(const ProviderSnapshot &snapshot);
 
     Settings m_settings;

@@ -66,11 +66,8 @@ Result<void> writeSettings(const QJsonObject &settings, const JsonNumberShield &
     if (Result<void> folder = FileSystem::makeDirectories(settingsFolder()); !folder)
         return folder;
     changedMeanwhile = false;
-    const auto stillAsRead = [&] {
-        const QString path = settingsPath();
-        const bool exists = FileSystem::exists(path);
-        Result<QByteArray> now = exists ? FileSystem::readFile(path) : Result<QByteArray>(QByteArray());
-        changedMeanwhile = exists != read.bytes.has_value() || !now || (exists && *now != *read.bytes);
+    const auto stillAsRead = [&](const std::optional<QByteArray> &current) {
+        changedMeanwhile = current != read.bytes;
         return !changedMeanwhile;
     };
     return AtomicFile::write(settingsPath(), numbers.restore(QJsonDocument(settings).toJson(QJsonDocument::Indented)),

@@ -56,7 +56,7 @@ QString compactSummary(const QByteArray &payload)
     return QStringLiteral("Claude · ") + parts.join(QStringLiteral(" · ")) + QLatin1Char('\n');
 }
 
-Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input)
+Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input, std::chrono::milliseconds timeLimit)
 {
     const std::optional<QByteArray> none;
     Result<QByteArray> backup = FileSystem::readFile(ClaudeIntegrationManager::backupPath());
@@ -87,8 +87,7 @@ Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input)
             QStringLiteral("Could not start the previous status-line command: %1").arg(child.error().description()));
     }
     const TerminationForwarding forwarding((*child)->pid());
-    const ChildRun run =
-        runToCompletion(**child, input, {.time = kPreviousCommandTimeLimit, .maxOutput = kMaxPreviousOutputBytes});
+    const ChildRun run = runToCompletion(**child, input, {.time = timeLimit, .maxOutput = kMaxPreviousOutputBytes});
     if (run.limitExceeded || !run.status.success())
         return none;
     return std::optional<QByteArray>(run.output);

@@ -36,8 +36,10 @@ int run();
 
 // Runs the status-line command saved in the backup with `input` on its
 // standard input. None when there is no usable saved command, when it is the
-// bridge itself, or when it did not exit with status 0 within its limits.
-Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input);
+// bridge itself, or when it did not exit with status 0 within `timeLimit` and
+// the output limit.
+Result<std::optional<QByteArray>>
+runOriginalStatusLine(const QByteArray &input, std::chrono::milliseconds timeLimit = kPreviousCommandTimeLimit);
 
 // "Claude · 5h 42% · 7d 13%\n", or "Limitra · waiting for Claude usage\n".
 QString compactSummary(const QByteArray &payload);

@@ -134,7 +134,7 @@ int weekdayNumber(const QString &name)
 
 QDateTime at(const QDate &date, ClockTime time, const QTimeZone &zone)
 {
-    return QDateTime(date, QTime(time.hour, time.minute), zone);
+    return {date, QTime(time.hour, time.minute), zone};
 }
 
 // The zone named by a trailing "(Area/City)", else the system's.

@@ -18,11 +18,12 @@ QFuture<Result<ProviderSnapshot>> CodexCollector::collect()
     return runInBackground([candidates] { return collectFrom(candidates, kSessionTimeout); });
 }
 
-Result<ProviderSnapshot> CodexCollector::collectFrom(const QStringList &candidates, double sessionTimeout)
+Result<ProviderSnapshot> CodexCollector::collectFrom(const QStringList &candidates, double sessionTimeout,
+                                                     const CodexRPCSession::Wait &wait)
 {
     QStringList failures;
     for (const QString &candidate : candidates) {
-        Result<ProviderSnapshot> snapshot = CodexRPCSession::collect(candidate, sessionTimeout);
+        Result<ProviderSnapshot> snapshot = CodexRPCSession::collect(candidate, sessionTimeout, wait);
         if (snapshot)
             return snapshot;
         failures.append(candidate + QStringLiteral(": ") + snapshot.error().description());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "collectors/codex/CodexRPCSession.h"
 #include "model/UsageCollecting.h"
 
 #include <QString>
@@ -20,7 +21,8 @@ public:
     QFuture<Result<ProviderSnapshot>> collect() override;
 
     // Tries `candidates` one after another on the calling thread.
-    static Result<ProviderSnapshot> collectFrom(const QStringList &candidates, double sessionTimeout);
+    static Result<ProviderSnapshot> collectFrom(const QStringList &candidates, double sessionTimeout,
+                                                const CodexRPCSession::Wait &wait = CodexRPCSession::waitOnTheClock);
 
     static constexpr double kSessionTimeout = 25;
 

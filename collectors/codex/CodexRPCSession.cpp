@@ -30,12 +30,6 @@ Result<void> send(ChildProcess &child, const QJsonObject &message)
     return {};
 }
 
-bool waitFor(QSemaphore *semaphore, double timeout)
-{
-    const double milliseconds = std::clamp(timeout * 1000.0, 0.0, double(std::numeric_limits<int>::max()));
-    return semaphore->tryAcquire(1, static_cast<int>(milliseconds));
-}
-
 LimitraError endedEarly()
 {
     return LimitraError::processFailed(QStringLiteral("The Codex app server exited without answering."));
@@ -48,6 +42,12 @@ LimitraError tooLong()
 }
 
 } // namespace
+
+bool waitOnTheClock(QSemaphore &answered, double timeout)
+{
+    const double milliseconds = std::clamp(timeout * 1000.0, 0.0, double(std::numeric_limits<int>::max()));
+    return answered.tryAcquire(1, static_cast<int>(milliseconds));
+}
 
 QString appVersion()
 {
@@ -68,7 +68,7 @@ Result<QJsonObject> validate(const std::optional<QJsonObject> &response, const Q
     return *response;
 }
 
-Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
+Result<ProviderSnapshot> collect(const QString &executablePath, double timeout, const Wait &wait)
 {
     ChildOptions options;
     options.program = executablePath;
@@ -107,7 +107,7 @@ Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
     };
     if (Result<void> sent = send(child, initialize); !sent)
         return sent.error();
-    if (!waitFor(initialized, timeout))
+    if (!wait(*initialized, timeout))
         return LimitraError::timeout(QStringLiteral("initializing the Codex app server"));
     if (inbox.overflowed())
         return tooLong();
@@ -124,7 +124,7 @@ Result<ProviderSnapshot> collect(const QString &executablePath, double timeout)
                                  {QStringLiteral("id"), 2}};
     if (Result<void> sent = send(child, readLimits); !sent)
         return sent.error();
-    if (!waitFor(limitsRead, timeout))
+    if (!wait(*limitsRead, timeout))
         return LimitraError::timeout(QStringLiteral("reading Codex usage"));
     if (inbox.overflowed())
         return tooLong();

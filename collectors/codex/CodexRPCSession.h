@@ -4,8 +4,10 @@
 #include "model/Result.h"
 
 #include <QJsonObject>
+#include <QSemaphore>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 // One measurement through `codex app-server --listen stdio://`: start the
@@ -13,8 +15,13 @@
 // server and everything it started. Blocks the calling thread.
 namespace CodexRPCSession {
 
-// `timeout` (seconds) applies to each of the two waits for an answer.
-Result<ProviderSnapshot> collect(const QString &executablePath, double timeout);
+// Waits up to `timeout` seconds for `answered`; false when the time ran out.
+using Wait = std::function<bool(QSemaphore &answered, double timeout)>;
+bool waitOnTheClock(QSemaphore &answered, double timeout);
+
+// `timeout` (seconds) applies to each of the two waits for an answer, which
+// `wait` performs (tests decide there when the time runs out).
+Result<ProviderSnapshot> collect(const QString &executablePath, double timeout, const Wait &wait = waitOnTheClock);
 
 // The version this client reports to the server.
 QString appVersion();

@@ -32,6 +32,14 @@ bool isWeekend(int hourOfWeek)
     return hourOfWeek >= 5 * 24;
 }
 
+// Weekday hours 0-23, weekend hours 24-47: the profile pools each hour of the
+// day within its kind of day.
+std::size_t hourKind(int hourOfWeek)
+{
+    const int kind = (isWeekend(hourOfWeek) ? 24 : 0) + hourOfWeek % 24;
+    return static_cast<std::size_t>(kind);
+}
+
 } // namespace
 
 void UsageProfile::decayTo(double at)
@@ -85,12 +93,12 @@ void UsageProfile::refreshRates() const
     std::array<double, 48> kindUsed{}, kindOpen{};
     std::array<double, 168> raw{};
     for (int hour = 0; hour < 168; ++hour) {
-        const auto kind = static_cast<std::size_t>((isWeekend(hour) ? 24 : 0) + hour % 24);
+        const std::size_t kind = hourKind(hour);
         kindUsed[kind] += m_used[static_cast<std::size_t>(hour)];
         kindOpen[kind] += m_open[static_cast<std::size_t>(hour)];
     }
     for (int hour = 0; hour < 168; ++hour) {
-        const auto kind = static_cast<std::size_t>((isWeekend(hour) ? 24 : 0) + hour % 24);
+        const std::size_t kind = hourKind(hour);
         const double kindRate = (kindUsed[kind] + overall * kPriorSeconds) / (kindOpen[kind] + kPriorSeconds);
         const auto index = static_cast<std::size_t>(hour);
         raw[index] = (m_used[index] + kindRate * kPriorSeconds) / (m_open[index] + kPriorSeconds);

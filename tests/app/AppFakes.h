@@ -91,9 +91,6 @@ struct AppFakes {
         auto login = std::make_unique<FakeLoginItems>();
         login->enabled = [this] { return loginEnabled; };
         login->onSet = [this](bool on) -> Result<void> {
-            if (on == loginEnabled)
-                return {};
-            ++loginChanges;
             if (loginFailure)
                 return Error::platform(*loginFailure);
             loginEnabled = on;
@@ -163,7 +160,6 @@ struct AppFakes {
     std::vector<Post> posts;
     int permissionRequests = 0;
     bool loginEnabled = false;
-    int loginChanges = 0;
     std::optional<QString> loginFailure;
     std::optional<GlobalShortcut> takenShortcut;
     QString executable = QStringLiteral("/opt/Limitra/limitra");

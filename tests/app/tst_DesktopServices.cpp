@@ -134,10 +134,11 @@ private Q_SLOTS:
     void bindsOnceAndAPressTogglesThePanel();
 
 private:
-    void startPortal();
+    // A python3-dbusmock stand-in of `dbusmockTemplate`, once it owns `service`.
+    void startMock(const QString &dbusmockTemplate, const QString &service);
     void press(const QString &session);
 
-    QProcess m_portal;
+    QProcess m_mock;
     std::unique_ptr<TestHome> m_home;
     std::unique_ptr<AppFakes> m_fakes;
     int m_actionsSeen = 0;
@@ -166,19 +167,17 @@ void DesktopServicesTest::cleanup()
 {
     m_fakes.reset();
     m_home.reset();
-    if (m_portal.state() != QProcess::NotRunning) {
-        m_portal.terminate();
-        m_portal.waitForFinished();
+    if (m_mock.state() != QProcess::NotRunning) {
+        m_mock.terminate();
+        m_mock.waitForFinished();
     }
 }
 
 void DesktopServicesTest::thresholdCrossingPostsWithTheExactArgumentsAndItsButtonOpensTheDashboard()
 {
-    m_portal.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_portal.start("/usr/bin/python3", {"-m", "dbusmock", "--template", "notification_daemon"});
-    QVERIFY(m_portal.waitForStarted());
-    QTRY_VERIFY_WITH_TIMEOUT(
-        QDBusConnection::sessionBus().interface()->isServiceRegistered("org.freedesktop.Notifications").value(), 20000);
+    startMock("notification_daemon", "org.freedesktop.Notifications");
+    if (QTest::currentTestFailed())
+        return;
     const auto calls = [] {
         return DBusMock::calls("org.freedesktop.Notifications", "/org/freedesktop/Notifications");
     };
@@ -198,19 +197,15 @@ void DesktopServicesTest::thresholdCrossingPostsWithTheExactArgumentsAndItsButto
     QCOMPARE(call.method, QStringLiteral("Notify"));
     const QVariantList &arguments = call.arguments;
     QCOMPARE(arguments.size(), 8);
-    QCOMPARE(arguments[0].toString(), QStringLiteral("Limitra"));
-    QCOMPARE(arguments[1].toUInt(), 0u);
-    QCOMPARE(arguments[2].toString(), QStringLiteral("com.limitra.Limitra"));
-    QCOMPARE(arguments[3].toString(), QStringLiteral("Claude usage is 93%"));
-    QCOMPARE(arguments[4].toString(), QStringLiteral("5-hour limit · Resets in 2 hr."));
+    QCOMPARE(arguments.mid(0, 5), (QVariantList{"Limitra", 0u, "com.limitra.Limitra", "Claude usage is 93%",
+                                                "5-hour limit · Resets in 2 hr."}));
     QCOMPARE(qdbus_cast<QStringList>(arguments[5]),
              QStringList({"default", "Open Dashboard", "open-dashboard", "Open Dashboard"}));
     const QVariantMap hints = qdbus_cast<QVariantMap>(arguments[6]);
-    QCOMPARE(hints.size(), 2);
-    QCOMPARE(hints.value("desktop-entry").toString(), QStringLiteral("com.limitra.Limitra"));
-    QCOMPARE(hints.value("urgency").metaType(), QMetaType::fromType<uchar>());
-    QCOMPARE(hints.value("urgency").value<uchar>(), uchar(1));
-    QCOMPARE(arguments[7].toInt(), -1);
+    QCOMPARE(hints,
+             (QVariantMap{{"desktop-entry", "com.limitra.Limitra"}, {"urgency", QVariant::fromValue(uchar(1))}}));
+    QCOMPARE(hints.value("urgency").metaType(), QMetaType::fromType<uchar>()); // a byte, as the protocol has it
+    QCOMPARE(arguments[7], QVariant(-1));
 
     // The button opens the dashboard; the same signal about another
     // application's notification (it goes to every client) does nothing.
@@ -229,13 +224,12 @@ void DesktopServicesTest::thresholdCrossingPostsWithTheExactArgumentsAndItsButto
     QTRY_COMPARE(dashboard.count(), 1);
 }
 
-void DesktopServicesTest::startPortal()
+void DesktopServicesTest::startMock(const QString &dbusmockTemplate, const QString &service)
 {
-    m_portal.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_portal.start("/usr/bin/python3",
-                   {"-m", "dbusmock", "--template", LIMITRA_FAKES_DIR "/global_shortcuts_portal.py"});
-    QVERIFY(m_portal.waitForStarted());
-    QTRY_VERIFY_WITH_TIMEOUT(QDBusConnection::sessionBus().interface()->isServiceRegistered(kPortal).value(), 20000);
+    m_mock.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_mock.start("/usr/bin/python3", {"-m", "dbusmock", "--template", dbusmockTemplate});
+    QVERIFY(m_mock.waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(QDBusConnection::sessionBus().interface()->isServiceRegistered(service).value(), 20000);
 }
 
 // The desktop reports a press of the shortcut bound in `session`; returns
@@ -265,7 +259,7 @@ void DesktopServicesTest::withoutAPortalTheMessageNamesTheCommand()
 
 void DesktopServicesTest::bindsOnceAndAPressTogglesThePanel()
 {
-    startPortal();
+    startMock(LIMITRA_FAKES_DIR "/global_shortcuts_portal.py", kPortal);
     if (QTest::currentTestFailed())
         return;
     AppModel::Services services = m_fakes->services(m_home->path());

@@ -50,8 +50,8 @@ def usage_screen():
             + ESC + "[2K  Esc to cancel\r\n")
 
 
-def wait_for_keys(until_interrupt=True, seconds=300.0):
-    """Records typed bytes; returns once Ctrl-C arrives (or never, if not asked)."""
+def wait_for_keys(until=b"\x03", seconds=300.0):
+    """Records typed bytes; returns once `until` arrives (never, if None)."""
     deadline = time.time() + seconds
     while time.time() < deadline:
         ready, _, _ = select.select([0], [], [], 0.1)
@@ -64,7 +64,7 @@ def wait_for_keys(until_interrupt=True, seconds=300.0):
         if not data:
             return
         log({"typed": data.decode("latin-1")})
-        if until_interrupt and b"\x03" in data:
+        if until and until in data:
             return
 
 
@@ -110,35 +110,27 @@ def main():
         wait_for_keys()
     elif scenario == "trust":
         draw("Permission Required: Accessing workspace:\r\n  " + os.getcwd() + "\r\n\r\nEnter y/n: ")
-        wait_for_keys(until_interrupt=False, seconds=1.0)
+        wait_for_keys(until=b"y", seconds=30.0)
         draw("\r\n" + usage_screen())
-        wait_for_keys()
-    elif scenario == "trust-other":
-        draw("Permission Required: Accessing workspace:\r\n  /home/someone/elsewhere\r\n\r\nEnter y/n: ")
         wait_for_keys()
     elif scenario == "signed-out":
         draw("Welcome to Claude Code\r\n" + ESC + "[31mNot logged in" + ESC + "[0m · Please run /login\r\n")
         sys.exit(1)
-    elif scenario == "first-run":
-        # What a home without Claude Code's settings gets, offline; it stays.
-        draw(ESC + "7" + ESC + "8Welcome to Claude Code " + ESC + "[2mv2.1.329" + ESC + "[22m\r\n"
-             + "Unable to connect to Anthropic services\r\n")
-        wait_for_keys()
-    elif scenario == "silent-exit":
-        sys.exit(0)
     elif scenario == "stubborn":
+        # Ignores every way to stop; asks about another folder, then greets a
+        # home without Claude Code's settings, offline, and stays.
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             signal.signal(number, signal.SIG_IGN)
-        draw("Loading…\r\n")
-        wait_for_keys(until_interrupt=False)
+        draw("Permission Required: Accessing workspace:\r\n  /home/someone/elsewhere\r\n\r\nEnter y/n: ")
+        draw(ESC + "7" + ESC + "8Welcome to Claude Code " + ESC + "[2mv2.1.329" + ESC + "[22m\r\n"
+             + "Unable to connect to Anthropic services\r\n")
+        wait_for_keys(until=None)
     elif scenario == "flood":
-        # Far more than the probe keeps, redrawn over and over, then the screen.
+        # Far more than the probe keeps, redrawn over and over, then the screen
+        # amid invalid UTF-8.
         frame = (ESC + "[H" + ESC + "[2J" + "spinner ✻ thinking " * 40 + "\r\n") * 50
         for _ in range(60):
             draw(frame)
-        draw(usage_screen())
-        wait_for_keys()
-    elif scenario == "invalid-utf8":
         draw(b"\xff\xfe broken \xe2\x96\r\n")
         draw(usage_screen().encode() + b"\xc3")
         wait_for_keys()

@@ -64,21 +64,25 @@ private:
             return;
         }
         ++messagesAnswered;
-        QByteArray body;
-        const auto event = [&body](const char *name, const QByteArray &data) {
-            body += QByteArray("event: ") + name + "\ndata: " + data + "\n\n";
-        };
-        event("message_start", R"({"type":"message_start","message":{"id":"msg_1","type":"message","role":"assistant",)"
-                               R"("model":"claude-opus-4-1","content":[],"stop_reason":null,"stop_sequence":null,)"
-                               R"("usage":{"input_tokens":5,"output_tokens":1}}})");
-        event("content_block_start",
-              R"({"type":"content_block_start","index":0,"content_block":{"type":"text","text":""}})");
-        event("content_block_delta",
-              R"({"type":"content_block_delta","index":0,"delta":{"type":"text_delta","text":"Hello."}})");
-        event("content_block_stop", R"({"type":"content_block_stop","index":0})");
-        event("message_delta", R"({"type":"message_delta","delta":{"stop_reason":"end_turn","stop_sequence":null},)"
-                               R"("usage":{"output_tokens":2}})");
-        event("message_stop", R"({"type":"message_stop"})");
+        const QByteArray body = R"(event: message_start
+data: {"type":"message_start","message":{"id":"msg_1","type":"message","role":"assistant","model":"claude-opus-4-1","content":[],"stop_reason":null,"stop_sequence":null,"usage":{"input_tokens":5,"output_tokens":1}}}
+
+event: content_block_start
+data: {"type":"content_block_start","index":0,"content_block":{"type":"text","text":""}}
+
+event: content_block_delta
+data: {"type":"content_block_delta","index":0,"delta":{"type":"text_delta","text":"Hello."}}
+
+event: content_block_stop
+data: {"type":"content_block_stop","index":0}
+
+event: message_delta
+data: {"type":"message_delta","delta":{"stop_reason":"end_turn","stop_sequence":null},"usage":{"output_tokens":2}}
+
+event: message_stop
+data: {"type":"message_stop"}
+
+)";
         socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: "
                       + QByteArray::number(body.size())
                       + "\r\nanthropic-ratelimit-unified-status: allowed"
@@ -185,7 +189,6 @@ private Q_SLOTS:
     void signedOutIsReportedAtOnce();
     void probeReadsTheRealScreen();
     void statusLineBridgeWithTheRealClaude();
-    void withoutTheBridgeNothingRuns();
 };
 
 void ClaudeInteropTest::initTestCase()
@@ -213,7 +216,6 @@ void ClaudeInteropTest::signedOutIsReportedAtOnce()
     // that is a signed-out user, told so at once rather than at the limit.
     QCOMPARE(run.errors, QByteArray("Claude collector failed: Claude Code is not signed in. "
                                     "Run `claude auth login` and try again.\n"));
-    QVERIFY2(run.elapsedMs < 15000, qPrintable(QString::number(run.elapsedMs)));
     QTRY_COMPARE_WITH_TIMEOUT(claudeProcesses(), QList<pid_t>(), 3000);
     QVERIFY(QFileInfo(home.appDirectory() + QStringLiteral("/ClaudeProbe")).isDir());
 }
@@ -226,28 +228,19 @@ void ClaudeInteropTest::probeReadsTheRealScreen()
     qputenv("DISABLE_AUTOUPDATER", "1");
     qputenv("CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC", "1");
     qputenv("TZ", "UTC");
-    QList<qint64> took;
-    for (int run = 0; run < 2; ++run) {
-        QElapsedTimer clock;
-        clock.start();
-        const Result<ProviderSnapshot> snapshot = ClaudeUsageProbe::collectSnapshot(m_claude, 20);
-        took.append(clock.elapsed());
-        QVERIFY_OK(snapshot);
-        QCOMPARE(snapshot->planName, std::optional<QString>(QStringLiteral("Max")));
-        QCOMPARE(snapshot->creditBalance, std::optional<QString>(QStringLiteral("$12.34 of $50.00")));
-        const UsageWindow *session = windowWithId(*snapshot, QStringLiteral("claude.five_hour"));
-        const UsageWindow *week = windowWithId(*snapshot, QStringLiteral("claude.seven_day"));
-        const UsageWindow *credits = windowWithId(*snapshot, QStringLiteral("claude.credits"));
-        QVERIFY(session && week && credits);
-        QCOMPARE(session->usedPercent, 99.0);
-        QCOMPARE(credits->usedPercent, 24.0); // the text's figure, not the bar's
-        QCOMPARE(week->usedPercent, 58.0);
-        QCOMPARE(week->resetsAt, std::optional(QDateTime(QDate(2027, 1, 6), QTime(1, 48), Qt::UTC)));
-        QTRY_COMPARE_WITH_TIMEOUT(claudeProcesses(), QList<pid_t>(), 3000);
-    }
-    qInfo("probe runs took %lld ms and %lld ms", took[0], took[1]);
-    // The screen is recognised when it is drawn, not when the limit runs out.
-    QVERIFY2(took[1] < 15000, qPrintable(QString::number(took[1])));
+    const Result<ProviderSnapshot> snapshot = ClaudeUsageProbe::collectSnapshot(m_claude, 20);
+    QVERIFY_OK(snapshot);
+    QCOMPARE(snapshot->planName, std::optional<QString>(QStringLiteral("Max")));
+    QCOMPARE(snapshot->creditBalance, std::optional<QString>(QStringLiteral("$12.34 of $50.00")));
+    const UsageWindow *session = windowWithId(*snapshot, QStringLiteral("claude.five_hour"));
+    const UsageWindow *week = windowWithId(*snapshot, QStringLiteral("claude.seven_day"));
+    const UsageWindow *credits = windowWithId(*snapshot, QStringLiteral("claude.credits"));
+    QVERIFY(session && week && credits);
+    QCOMPARE(session->usedPercent, 99.0);
+    QCOMPARE(credits->usedPercent, 24.0); // the text's figure, not the bar's
+    QCOMPARE(week->usedPercent, 58.0);
+    QCOMPARE(week->resetsAt, std::optional(QDateTime(QDate(2027, 1, 6), QTime(1, 48), Qt::UTC)));
+    QTRY_COMPARE_WITH_TIMEOUT(claudeProcesses(), QList<pid_t>(), 3000);
 }
 
 void ClaudeInteropTest::statusLineBridgeWithTheRealClaude()
@@ -321,17 +314,6 @@ void ClaudeInteropTest::statusLineBridgeWithTheRealClaude()
     (*claude)->stopGroup(std::chrono::seconds(2));
     stopClaude.dismiss();
     QTRY_COMPARE_WITH_TIMEOUT(claudeProcesses(), QList<pid_t>(), 5000);
-}
-
-void ClaudeInteropTest::withoutTheBridgeNothingRuns()
-{
-    TestHome home;
-    QProcessEnvironment environment = home.environment();
-    environment.insert(QStringLiteral("PATH"), QFileInfo(m_claude).absolutePath() + QStringLiteral(":/usr/bin:/bin"));
-    const LimitraRun run = runLimitra({QStringLiteral("--check-claude")}, {}, environment, 60000);
-    QCOMPARE(run.exitCode, 2);
-    QCOMPARE(run.errors, QByteArray("Claude bridge is not installed.\n"));
-    QVERIFY(!QFileInfo::exists(home.appDirectory() + QStringLiteral("/ClaudeProbe")));
 }
 
 QTEST_GUILESS_MAIN(ClaudeInteropTest)

@@ -29,8 +29,8 @@ private:
 
 private Q_SLOTS:
     void initTestCase();
-    void explicitPathReportsTheRefusal();
-    void locatedCodexReportsTheRefusal();
+    void reportsTheRefusal_data();
+    void reportsTheRefusal();
 };
 
 void CodexInteropTest::initTestCase()
@@ -42,29 +42,27 @@ void CodexInteropTest::initTestCase()
     m_installation = QDir(m_installation).canonicalPath();
 }
 
-void CodexInteropTest::explicitPathReportsTheRefusal()
+void CodexInteropTest::reportsTheRefusal_data()
 {
-    TestHome home;
-    const LimitraRun run = runLimitra({QStringLiteral("--check-codex-path=") + m_codex}, {}, home.environment(), 60000);
-    QVERIFY(run.finished);
-    QCOMPARE(run.exitCode, 1);
-    QVERIFY(run.output.isEmpty());
-    const QByteArray prefix = "Codex adapter failed: Codex usage failed: ";
-    QVERIFY2(run.errors.startsWith(prefix) && run.errors.endsWith("\n") && run.errors.size() > prefix.size() + 5,
-             run.errors.constData());
-    QVERIFY2(run.errors.contains("authentication"), run.errors.constData());
-    QVERIFY2(run.elapsedMs < 10000, qPrintable(QString::number(run.elapsedMs)));
-    QTRY_COMPARE_WITH_TIMEOUT(codexProcesses(m_installation), QList<pid_t>(), 3000);
+    QTest::addColumn<bool>("located");
+    QTest::newRow("the path given") << false;
+    QTest::newRow("found in PATH") << true;
 }
 
-void CodexInteropTest::locatedCodexReportsTheRefusal()
+void CodexInteropTest::reportsTheRefusal()
 {
+    QFETCH(bool, located);
     TestHome home;
     QProcessEnvironment environment = home.environment();
     environment.insert(QStringLiteral("PATH"), QFileInfo(m_codex).absolutePath() + QStringLiteral(":/usr/bin:/bin"));
-    const LimitraRun run = runLimitra({QStringLiteral("--check-codex")}, {}, environment, 60000);
+    const QString check = located ? QStringLiteral("--check-codex") : QStringLiteral("--check-codex-path=") + m_codex;
+    const LimitraRun run = runLimitra({check}, {}, environment, 60000);
     QCOMPARE(run.exitCode, 1);
-    QVERIFY2(run.errors.startsWith("Codex collector failed: Codex usage failed: "), run.errors.constData());
+    QVERIFY(run.output.isEmpty());
+    const QByteArray prefix =
+        located ? "Codex collector failed: Codex usage failed: " : "Codex adapter failed: Codex usage failed: ";
+    QVERIFY2(run.errors.startsWith(prefix) && run.errors.endsWith("\n") && run.errors.contains("authentication"),
+             run.errors.constData());
     QTRY_COMPARE_WITH_TIMEOUT(codexProcesses(m_installation), QList<pid_t>(), 3000);
 }
 

@@ -1,8 +1,10 @@
 // Appends to a history file in a loop until killed; the archive tests kill it
-// at random moments. Usage: archive_writer PATH
+// at random moments. Prints a dot after each append. Usage: archive_writer PATH
 #include "storage/ArchiveFile.h"
 
 #include <QCoreApplication>
+
+#include <unistd.h>
 
 int main(int argc, char *argv[])
 {
@@ -24,6 +26,9 @@ int main(int argc, char *argv[])
             snapshots.append(snapshot);
         }
         if (!archive.append(snapshots))
+            return 1;
+        // Each whole round is announced, so the kills can wait for the first.
+        if (::write(STDOUT_FILENO, ".", 1) != 1)
             return 1;
     }
 }

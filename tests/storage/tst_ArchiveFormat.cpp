@@ -35,21 +35,8 @@ QList<ProviderSnapshot> variedSnapshots()
 
     ProviderSnapshot numbers = bare;
     numbers.id = QUuid::createUuid();
-    const double values[] = {0.0,
-                             -0.0,
-                             1.0,
-                             42.5,
-                             0.1,
-                             1e15,
-                             1e16,
-                             9007199254740992.0,
-                             1152921504606846976.0,
-                             -3.25,
-                             1e-7,
-                             123456.789,
-                             99.99999999999999,
-                             1e300};
-    for (const double value : values) {
+    for (const double value : {0.0, -0.0, 1.0, 42.5, 0.1, 1e15, 1e16, 9007199254740992.0, 1152921504606846976.0, -3.25,
+                               1e-7, 123456.789, 99.99999999999999, 1e300}) {
         numbers.windows.append(UsageWindow{QStringLiteral("w"), QStringLiteral("label"), value,
                                            QDateTime::fromSecsSinceEpoch(-62135596800LL + 86400, Qt::UTC),
                                            qint64(9000000000000000000LL), std::nullopt});
@@ -116,6 +103,18 @@ void ArchiveFormatTest::fractionsOfSecondsAreDropped()
     expected.collectedAt = back.collectedAt;
     expected.windows[0].resetsAt = back.windows[0].resetsAt;
     QCOMPARE(back, expected);
+
+    // Read from text too, where ISO 8601 also allows a fraction of a minute:
+    // what is read is what a rewrite keeps.
+    for (const char *at : {"2026-08-24T21:17:11.75Z", "2026-08-24T21:17.2Z", "2026-08-24T23:17:11.5+02:00"}) {
+        const QByteArray file = QByteArray(R"({"snapshots": [{"collectedAt": ")") + at
+                                + R"(", "id": "EDE62C3D-4556-420D-8AA8-D7ABEA6754AE", "provider": "claude",)"
+                                  R"( "source": "claudeUsageCommand", "state": "fallback", "windows": []}]})";
+        Result<UsageArchive> read = ArchiveFormat::decode(file);
+        QVERIFY_OK(read);
+        QCOMPARE(read->snapshots.front().collectedAt.time().msec(), 0);
+        QCOMPARE(ArchiveFormat::decode(ArchiveFormat::encode(*read)).value(), *read);
+    }
 }
 
 void ArchiveFormatTest::decodingRules_data()

@@ -4,6 +4,7 @@
 #include "storage/ArchiveFormat.h"
 #include "storage/UsageArchiveStore.h"
 #include "tests/support/ResultChecks.h"
+#include "tests/support/SnapshotSamples.h"
 #include "tests/support/TestHome.h"
 
 #include <QProcess>
@@ -11,8 +12,31 @@
 #include <QtConcurrent/QtConcurrentRun>
 #include <QtTest>
 
+#include <cerrno>
 #include <csignal>
-#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+// The errno with which in-kernel copies are refused; 0 lets them through.
+int g_copyRefusal = 0;
+int g_copyCalls = 0;
+
+} // namespace
+
+// Stands in for the C library's function (the history's code is linked into
+// this program), so that a test can refuse the kernel's copies.
+extern "C" ssize_t copy_file_range(int in, loff_t *inOffset, int out, loff_t *outOffset, size_t length,
+                                   unsigned int flags)
+{
+    ++g_copyCalls;
+    if (g_copyRefusal != 0) {
+        errno = g_copyRefusal;
+        return -1;
+    }
+    return ::syscall(SYS_copy_file_range, in, inOffset, out, outOffset, length, flags);
+}
 
 namespace {
 
@@ -22,13 +46,9 @@ constexpr double kNinetyDays = 90 * 86400.0;
 ProviderSnapshot snapshot(UsageProvider provider, const QDateTime &at, double used = 10,
                           CollectorState state = CollectorState::connected)
 {
-    ProviderSnapshot result;
-    result.provider = provider;
-    result.collectedAt = at;
-    result.source = provider == UsageProvider::codex ? UsageSource::codexAppServer : UsageSource::claudeStatusLine;
+    ProviderSnapshot result =
+        SnapshotSamples::connected(provider, at, {SnapshotSamples::fiveHour(provider, used, kNow.addSecs(3600))});
     result.state = state;
-    result.windows = {UsageWindow{rawValue(provider) + QStringLiteral(".five_hour"), QStringLiteral("5-hour"), used,
-                                  kNow.addSecs(3600), 300, std::nullopt}};
     return result;
 }
 
@@ -53,6 +73,7 @@ private:
     {
         return ArchiveFile(path(), kNinetyDays, [now] { return now; });
     }
+    QList<QUuid> onDisk() const { return ids(ArchiveFormat::decode(readAll(path())).value().snapshots); }
     QStringList folderEntries() const
     {
         return QDir(QFileInfo(path()).absolutePath()).entryList(QDir::Files | QDir::Hidden);
@@ -60,47 +81,28 @@ private:
 
 private Q_SLOTS:
     void init() { m_home = std::make_unique<TestHome>(); }
-    void cleanup() { m_home.reset(); }
+    void cleanup()
+    {
+        g_copyRefusal = 0;
+        m_home.reset();
+    }
 
-    void firstAppendCreatesTheFile();
     void nearDuplicates();
-    void damagedFileIsReplaced_data();
     void damagedFileIsReplaced();
     void retention();
     void order();
+    void outOfOrderFile();
+    void copiedTextEqualsAFullRewrite_data();
     void copiedTextEqualsAFullRewrite();
-    void fileChangedBehindOurBack();
-    void unwritablePlace();
+    void copyThatFails();
     void interleavedCallers();
-    void storeRunsOffTheCallingThread();
     void killedWritersLeaveWholeFiles();
 };
-
-void UsageArchiveStoreTest::firstAppendCreatesTheFile()
-{
-    ArchiveFile archive = file();
-    const QList<ProviderSnapshot> given{snapshot(UsageProvider::codex, kNow.addSecs(-60)),
-                                        snapshot(UsageProvider::claude, kNow.addDays(-91)),
-                                        snapshot(UsageProvider::claude, kNow)};
-    Result<QList<ProviderSnapshot>> history = archive.append(given);
-    QVERIFY_OK(history);
-    QCOMPARE(ids(*history), (QList<QUuid>{given[0].id, given[2].id}));
-    Result<UsageArchive> onDisk = ArchiveFormat::decode(readAll(path()));
-    QVERIFY_OK(onDisk);
-    QCOMPARE(onDisk->snapshots, *history);
-    struct stat info = {};
-    QCOMPARE(::stat(QFile::encodeName(path()).constData(), &info), 0);
-    QCOMPARE(info.st_mode & 0777, 0600u);
-    QCOMPARE(folderEntries(), QStringList{QStringLiteral("usage-history.json")});
-    QCOMPARE(file().load().value(), *history); // a new reader sees the same
-}
 
 void UsageArchiveStoreTest::nearDuplicates()
 {
     ArchiveFile archive = file();
-    const ProviderSnapshot first = snapshot(UsageProvider::codex, kNow.addSecs(-600));
-    QVERIFY(archive.append({first}).ok());
-
+    QVERIFY(archive.append({snapshot(UsageProvider::codex, kNow.addSecs(-600))}).ok());
     const auto added = [&archive](const ProviderSnapshot &candidate) {
         const qsizetype before = archive.load().value().size();
         return archive.append({candidate}).value().size() - before;
@@ -118,25 +120,16 @@ void UsageArchiveStoreTest::nearDuplicates()
     QCOMPARE(archive.append({twin, twin}).value().size(), before + 2);
 }
 
-void UsageArchiveStoreTest::damagedFileIsReplaced_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::newRow("empty object") << QByteArray("{}");
-    QTest::newRow("broken JSON") << QByteArray("{\"snapshots\": [{\"id\": ");
-    QTest::newRow("binary") << QByteArray("\x00\xff\x10", 3);
-}
-
 void UsageArchiveStoreTest::damagedFileIsReplaced()
 {
-    QFETCH(QByteArray, content);
-    QDir().mkpath(QFileInfo(path()).absolutePath());
+    const QByteArray content("{\"snapshots\": [{\"id\": ");
     m_home->writeFile(QStringLiteral("data/Limitra/usage-history.json.damaged"), "an older damaged history");
     m_home->writeFile(QStringLiteral("data/Limitra/usage-history.json"), content);
     ArchiveFile archive = file();
     QVERIFY(archive.load().value().isEmpty());
     const ProviderSnapshot fresh = snapshot(UsageProvider::codex, kNow);
     QCOMPARE(ids(archive.append({fresh}).value()), QList<QUuid>{fresh.id});
-    QCOMPARE(ArchiveFormat::decode(readAll(path())).value().snapshots.size(), 1);
+    QCOMPARE(onDisk(), QList<QUuid>{fresh.id});
     // What could not be read is kept, in place of the older copy.
     QCOMPARE(readAll(path() + QStringLiteral(".damaged")), content);
 }
@@ -146,14 +139,16 @@ void UsageArchiveStoreTest::retention()
     const ProviderSnapshot boundary = snapshot(UsageProvider::codex, kNow.addDays(-90));
     const ProviderSnapshot justOlder = snapshot(UsageProvider::claude, kNow.addDays(-90).addSecs(-1));
     const ProviderSnapshot recent = snapshot(UsageProvider::claude, kNow.addDays(-1));
-    QVERIFY(
-        ArchiveFile(path(), kNinetyDays, [] { return kNow.addDays(-50); }).append({justOlder, boundary, recent}).ok());
+    // The first append makes the file, leaving nothing else in the folder.
+    QVERIFY(file(kNow.addDays(-50)).append({justOlder, boundary, recent}).ok());
+    QCOMPARE(folderEntries(), QStringList{QStringLiteral("usage-history.json")});
 
-    // Days later, with nothing new, the expired ones are gone from the file.
+    // Days later, a new reader sees all; with nothing new, the expired ones are
+    // gone from the file.
     ArchiveFile later = file();
     QCOMPARE(later.load().value().size(), 3);
     QCOMPARE(ids(later.append({}).value()), (QList<QUuid>{boundary.id, recent.id}));
-    QCOMPARE(ArchiveFormat::decode(readAll(path())).value().snapshots.size(), 2);
+    QCOMPARE(onDisk(), (QList<QUuid>{boundary.id, recent.id}));
 }
 
 void UsageArchiveStoreTest::order()
@@ -166,54 +161,88 @@ void UsageArchiveStoreTest::order()
     // An older snapshot arriving late goes to its place; equal times keep their order.
     const ProviderSnapshot d = snapshot(UsageProvider::codex, kNow.addSecs(-300), 40);
     QCOMPARE(ids(archive.append({c, d}).value()), (QList<QUuid>{c.id, a.id, b.id, d.id}));
-    QCOMPARE(ids(ArchiveFormat::decode(readAll(path())).value().snapshots), (QList<QUuid>{c.id, a.id, b.id, d.id}));
-}
+    QCOMPARE(onDisk(), (QList<QUuid>{c.id, a.id, b.id, d.id}));
 
-void UsageArchiveStoreTest::copiedTextEqualsAFullRewrite()
-{
-    // Many rounds: texts copied from the previous file, some expiring, some
-    // new; the file must be exactly what encoding the whole history gives.
-    QDateTime now = kNow;
-    ArchiveFile archive(path(), 3600, [&now] { return now; });
-    for (int round = 0; round < 60; ++round) {
-        now = now.addSecs(180);
-        Result<QList<ProviderSnapshot>> history = archive.append(
-            {snapshot(UsageProvider::codex, now, round % 7), snapshot(UsageProvider::claude, now, round)});
-        QVERIFY_OK(history);
-        QCOMPARE(readAll(path()), ArchiveFormat::encode({*history}));
-    }
-    QCOMPARE(archive.load().value().size(), 2 * 21); // an hour of three-minute rounds, both ends kept
-}
-
-void UsageArchiveStoreTest::fileChangedBehindOurBack()
-{
-    ArchiveFile archive = file();
-    QVERIFY(archive.append({snapshot(UsageProvider::codex, kNow.addSecs(-600))}).ok());
+    // Written behind our back: the next append reads the file again.
     const ProviderSnapshot other = snapshot(UsageProvider::claude, kNow.addSecs(-900));
     m_home->writeFile(QStringLiteral("data/Limitra/usage-history.json"), ArchiveFormat::encode({{other}}));
     const ProviderSnapshot fresh = snapshot(UsageProvider::codex, kNow);
     QCOMPARE(ids(archive.append({fresh}).value()), (QList<QUuid>{other.id, fresh.id}));
 }
 
-void UsageArchiveStoreTest::unwritablePlace()
+void UsageArchiveStoreTest::outOfOrderFile()
 {
-    // The folder's place is taken by a file: the error is the file system's,
-    // and nothing else changes.
-    m_home->writeFile(QStringLiteral("data/Limitra"), "a file");
+    // A file whose records are out of order (written by hand, or by a clock
+    // that went back): the newest of each provider is found wherever it
+    // stands, and the rewrite puts everything in order.
+    const ProviderSnapshot newest = snapshot(UsageProvider::codex, kNow.addSecs(-60));
+    const ProviderSnapshot older = snapshot(UsageProvider::codex, kNow.addSecs(-3600), 5);
+    const ProviderSnapshot claude = snapshot(UsageProvider::claude, kNow.addSecs(-1800));
+    m_home->writeFile(QStringLiteral("data/Limitra/usage-history.json"),
+                      ArchiveFormat::encode({{newest, older, claude}}));
     ArchiveFile archive = file();
-    Result<QList<ProviderSnapshot>> appended = archive.append({snapshot(UsageProvider::codex, kNow)});
-    QVERIFY(!appended.ok());
-    QVERIFY2(appended.error().description().endsWith(QLatin1String("Not a directory")),
-             qPrintable(appended.error().description()));
-    QCOMPARE(readAll(m_home->path() + QStringLiteral("/data/Limitra")), QByteArray("a file"));
-    QVERIFY(archive.load().value().isEmpty());
+    const ProviderSnapshot twin = snapshot(UsageProvider::codex, kNow.addSecs(-50)); // a near-duplicate of `newest`
+    const ProviderSnapshot fresh = snapshot(UsageProvider::claude, kNow, 50);
+    QCOMPARE(ids(archive.append({twin, fresh}).value()), (QList<QUuid>{older.id, claude.id, newest.id, fresh.id}));
+    QCOMPARE(readAll(path()), ArchiveFormat::encode({archive.load().value()}));
+}
+
+void UsageArchiveStoreTest::copiedTextEqualsAFullRewrite_data()
+{
+    QTest::addColumn<int>("refusal");
+    QTest::newRow("copies in the kernel") << 0;
+    // File systems without in-kernel copies: read and write instead.
+    QTest::newRow("refused: other file system") << int(EXDEV);
+    QTest::newRow("refused: no such call") << int(ENOSYS);
+    QTest::newRow("refused: not supported") << int(EOPNOTSUPP);
+    QTest::newRow("refused: invalid") << int(EINVAL);
+}
+
+void UsageArchiveStoreTest::copiedTextEqualsAFullRewrite()
+{
+    // Many rounds: texts copied from the previous file, some expiring, some
+    // new; the file must be exactly what encoding the whole history gives.
+    QFETCH(int, refusal);
+    g_copyRefusal = refusal;
+    g_copyCalls = 0;
+    QDateTime now = kNow;
+    ArchiveFile archive(path(), 900, [&now] { return now; });
+    for (int round = 0; round < 10; ++round) {
+        now = now.addSecs(180);
+        Result<QList<ProviderSnapshot>> history = archive.append(
+            {snapshot(UsageProvider::codex, now, round % 7), snapshot(UsageProvider::claude, now, round)});
+        QVERIFY_OK(history);
+        QCOMPARE(readAll(path()), ArchiveFormat::encode({*history}));
+    }
+    QCOMPARE(archive.load().value().size(), 2 * 6); // a quarter hour of three-minute rounds, both ends kept
+    QVERIFY(g_copyCalls >= 9);
+}
+
+void UsageArchiveStoreTest::copyThatFails()
+{
+    // Any write that fails midway: the file and the history stay as they were.
+    ArchiveFile archive = file();
+    QVERIFY(archive.append({snapshot(UsageProvider::codex, kNow.addSecs(-600))}).ok());
+    const QByteArray before = readAll(path());
+    g_copyRefusal = EIO;
+    QVERIFY(!archive.append({snapshot(UsageProvider::codex, kNow, 50)}).ok());
+    QCOMPARE(readAll(path()), before);
+    QCOMPARE(folderEntries(), QStringList{QStringLiteral("usage-history.json")});
+    QCOMPARE(archive.load().value().size(), 1);
+    // Once writing works again, nothing of the refused round lingers.
+    g_copyRefusal = 0;
+    QCOMPARE(archive.append({snapshot(UsageProvider::claude, kNow)}).value().size(), 2);
+    QCOMPARE(ArchiveFormat::decode(readAll(path())).value().snapshots.size(), 2);
 }
 
 void UsageArchiveStoreTest::interleavedCallers()
 {
     UsageArchiveStore store(path(), 90, [] { return kNow; });
-    constexpr int kCallers = 8;
-    constexpr int kRounds = 25;
+    // Serialised: a load called after an append sees it.
+    QFuture<Result<QList<ProviderSnapshot>>> first = store.append({snapshot(UsageProvider::claude, kNow.addDays(-2))});
+    QCOMPARE(store.load().result().value(), first.result().value());
+    constexpr int kCallers = 4;
+    constexpr int kRounds = 10;
     QList<QFuture<void>> callers;
     for (int caller = 0; caller < kCallers; ++caller) {
         callers.append(QtConcurrent::run([&store, caller] {
@@ -227,44 +256,33 @@ void UsageArchiveStoreTest::interleavedCallers()
     for (QFuture<void> &caller : callers)
         caller.waitForFinished();
     const QList<ProviderSnapshot> history = store.load().result().value();
-    QCOMPARE(history.size(), kCallers * kRounds);
-    QSet<QUuid> unique;
-    for (const ProviderSnapshot &s : history)
-        unique.insert(s.id);
-    QCOMPARE(unique.size(), history.size());
+    QCOMPARE(history.size(), 1 + kCallers * kRounds);
+    const QList<QUuid> listed = ids(history);
+    QCOMPARE(QSet<QUuid>(listed.begin(), listed.end()).size(), history.size());
     QVERIFY(ArchiveFormat::isSorted(history));
     QCOMPARE(ArchiveFormat::decode(readAll(path())).value().snapshots, history);
 }
 
-void UsageArchiveStoreTest::storeRunsOffTheCallingThread()
-{
-    UsageArchiveStore store(path(), 90, [] { return kNow; });
-    QFuture<Result<QList<ProviderSnapshot>>> appended = store.append({snapshot(UsageProvider::codex, kNow)});
-    QFuture<Result<QList<ProviderSnapshot>>> loaded = store.load();
-    // Serialised: the load called second sees the append called first.
-    QCOMPARE(loaded.result().value().size(), 1);
-    QCOMPARE(appended.result().value(), loaded.result().value());
-}
-
 void UsageArchiveStoreTest::killedWritersLeaveWholeFiles()
 {
-    // A process that appends in a loop is killed at random moments; whatever
-    // file survives decodes, and the next reader clears the temporary files.
+    // Writers that append in a loop are killed at random moments after their
+    // first append; whatever files survive decode, and the next reader clears
+    // the temporary files.
     QRandomGenerator random(20261121);
-    for (int attempt = 0; attempt < 12; ++attempt) {
-        QProcess writer;
-        writer.start(QStringLiteral(ARCHIVE_WRITER), {path()});
-        QVERIFY(writer.waitForStarted());
-        QTest::qWait(50 + random.bounded(400));
-        ::kill(static_cast<pid_t>(writer.processId()), SIGKILL);
-        QVERIFY(writer.waitForFinished());
-        if (!QFile::exists(path()))
-            continue; // killed before its first write
-        Result<UsageArchive> survived = ArchiveFormat::decode(readAll(path()));
-        QVERIFY_OK(survived);
+    std::vector<std::unique_ptr<QProcess>> writers;
+    for (int i = 0; i < 4; ++i) {
+        writers.push_back(std::make_unique<QProcess>());
+        writers.back()->start(QStringLiteral(ARCHIVE_WRITER), {path() + QString::number(i)});
     }
-    QVERIFY(file().load().value().size() > 0);
-    QCOMPARE(folderEntries(), QStringList{QStringLiteral("usage-history.json")});
+    for (const auto &writer : writers) {
+        QVERIFY(writer->waitForReadyRead(30000));
+        QTest::qWait(random.bounded(200));
+        ::kill(static_cast<pid_t>(writer->processId()), SIGKILL);
+        QVERIFY(writer->waitForFinished());
+        QVERIFY_OK(ArchiveFormat::decode(readAll(writer->arguments().constFirst())));
+    }
+    QVERIFY(file().load().value().isEmpty());
+    QCOMPARE(folderEntries().size(), 4);
 }
 
 QTEST_GUILESS_MAIN(UsageArchiveStoreTest)

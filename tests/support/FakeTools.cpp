@@ -14,7 +14,7 @@ QString FakeTools::codex(const QString &scenario, const QByteArray &result, cons
 {
     const QString subfolder = m_dir.path() + QStringLiteral("/%1").arg(++m_count);
     QDir().mkpath(subfolder);
-    const QString resultFile = subfolder + QStringLiteral("/result.json");
+    const QString resultFile = subfolder + "/result.json";
     QFile resultOut(resultFile);
     if (!resultOut.open(QIODevice::WriteOnly) || resultOut.write(result.isEmpty() ? "null" : result) < 0)
         qFatal("cannot write %s", qPrintable(resultFile));
@@ -22,7 +22,7 @@ QString FakeTools::codex(const QString &scenario, const QByteArray &result, cons
 
     const QString fake = QStringLiteral(LIMITRA_FAKES_DIR "/fake_codex.py");
     const QString launch = QStringLiteral("python3 '%1' '%2' '%3' \"$@\"").arg(fake, scenario, resultFile);
-    return writeScript(subfolder + QLatin1Char('/') + name, wrapped ? launch : QStringLiteral("exec ") + launch);
+    return writeScript(subfolder + QLatin1Char('/') + name, wrapped ? launch : "exec " + launch);
 }
 
 QString FakeTools::claude(const QString &scenario, double delay, const QString &name)
@@ -59,7 +59,7 @@ void FakeTools::activate() const
 
 QList<QByteArray> FakeTools::receivedLines() const
 {
-    QList<QByteArray> lines = readAll(m_dir.path() + QStringLiteral("/received.log")).split('\n');
+    QList<QByteArray> lines = readAll(m_dir.path() + "/received.log").split('\n');
     if (!lines.isEmpty() && lines.last().isEmpty())
         lines.removeLast();
     return lines;
@@ -68,7 +68,7 @@ QList<QByteArray> FakeTools::receivedLines() const
 QList<QJsonObject> FakeTools::claudeLog() const
 {
     QList<QJsonObject> entries;
-    for (const QByteArray &line : readAll(m_dir.path() + QStringLiteral("/claude.log")).split('\n')) {
+    for (const QByteArray &line : readAll(m_dir.path() + "/claude.log").split('\n')) {
         if (!line.trimmed().isEmpty())
             entries.append(QJsonDocument::fromJson(line).object());
     }
@@ -78,7 +78,7 @@ QList<QJsonObject> FakeTools::claudeLog() const
 QList<pid_t> FakeTools::livingProcesses() const
 {
     QList<pid_t> living;
-    for (const QByteArray &line : readAll(m_dir.path() + QStringLiteral("/pids.log")).split('\n')) {
+    for (const QByteArray &line : readAll(m_dir.path() + "/pids.log").split('\n')) {
         const pid_t pid = line.trimmed().toInt();
         if (pid > 0 && isRunning(pid))
             living.append(pid);
@@ -94,7 +94,7 @@ QList<pid_t> FakeTools::livingProcesses() const
 QList<pid_t> runningProcessesWhere(const std::function<bool(pid_t pid, const QByteArray &commandLine)> &matches)
 {
     QList<pid_t> found;
-    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+    for (const QString &entry : QDir("/proc").entryList(QDir::Dirs)) {
         bool numeric = false;
         const pid_t pid = entry.toInt(&numeric);
         if (numeric && matches(pid, readAll(QStringLiteral("/proc/%1/cmdline").arg(pid))) && isRunning(pid))

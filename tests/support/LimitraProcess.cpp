@@ -1,26 +1,21 @@
 #include "tests/support/LimitraProcess.h"
 
-#include <QElapsedTimer>
 #include <QProcess>
 
 namespace {
 
 LimitraRun runProcess(const QString &program, const QStringList &arguments, const QByteArray &input,
-                      const QProcessEnvironment &environment, int timeoutMs, bool keepInputOpen)
+                      const QProcessEnvironment &environment, int timeoutMs)
 {
     QProcess process;
     process.setProcessEnvironment(environment);
-    QElapsedTimer timer;
-    timer.start();
     process.start(program, arguments);
     LimitraRun run;
     if (!process.waitForStarted(10000))
         return run;
     process.write(input);
-    if (!keepInputOpen)
-        process.closeWriteChannel();
+    process.closeWriteChannel();
     run.finished = process.waitForFinished(timeoutMs);
-    run.elapsedMs = timer.elapsed();
     if (!run.finished) {
         process.kill();
         process.waitForFinished();
@@ -35,13 +30,13 @@ LimitraRun runProcess(const QString &program, const QStringList &arguments, cons
 } // namespace
 
 LimitraRun runLimitra(const QStringList &arguments, const QByteArray &input, const QProcessEnvironment &environment,
-                      int timeoutMs, bool keepInputOpen)
+                      int timeoutMs)
 {
-    return runProcess(QStringLiteral(LIMITRA_EXECUTABLE), arguments, input, environment, timeoutMs, keepInputOpen);
+    return runProcess(QStringLiteral(LIMITRA_EXECUTABLE), arguments, input, environment, timeoutMs);
 }
 
 LimitraRun runShell(const QString &command, const QByteArray &input, const QProcessEnvironment &environment,
                     int timeoutMs)
 {
-    return runProcess(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command}, input, environment, timeoutMs, false);
+    return runProcess("/bin/sh", {"-c", command}, input, environment, timeoutMs);
 }

@@ -11,13 +11,12 @@ struct LimitraRun {
     int exitCode = -1;
     QByteArray output;
     QByteArray errors;
-    qint64 elapsedMs = 0;
 };
 
 // Runs the built executable as a real child process with `input` on its
-// standard input (closed afterwards unless `keepInputOpen`).
+// standard input, closed afterwards.
 LimitraRun runLimitra(const QStringList &arguments, const QByteArray &input, const QProcessEnvironment &environment,
-                      int timeoutMs = 30000, bool keepInputOpen = false);
+                      int timeoutMs = 30000);
 
 // Runs `/bin/sh -c command` the way Claude Code runs a status-line command.
 LimitraRun runShell(const QString &command, const QByteArray &input, const QProcessEnvironment &environment,

@@ -10,12 +10,12 @@ namespace {
 QJsonObject minimal()
 {
     return QJsonObject{
-        {QStringLiteral("id"), QStringLiteral("1B4E28BA-2FA1-11D2-883F-0016D3CCA427")},
-        {QStringLiteral("provider"), QStringLiteral("codex")},
-        {QStringLiteral("collectedAt"), QStringLiteral("2026-01-31T17:05:09Z")},
-        {QStringLiteral("source"), QStringLiteral("codexAppServer")},
-        {QStringLiteral("state"), QStringLiteral("connected")},
-        {QStringLiteral("windows"), QJsonArray()},
+        {"id", "1B4E28BA-2FA1-11D2-883F-0016D3CCA427"},
+        {"provider", "codex"},
+        {"collectedAt", "2026-01-31T17:05:09Z"},
+        {"source", "codexAppServer"},
+        {"state", "connected"},
+        {"windows", QJsonArray()},
     };
 }
 
@@ -31,9 +31,7 @@ QJsonObject with(const QString &key, const QJsonValue &value)
 
 QJsonArray oneWindow(const QString &key, const QJsonValue &value)
 {
-    QJsonObject window{{QStringLiteral("id"), QStringLiteral("w")},
-                       {QStringLiteral("label"), QStringLiteral("x")},
-                       {QStringLiteral("usedPercent"), 5}};
+    QJsonObject window{{"id", "w"}, {"label", "x"}, {"usedPercent", 5}};
     if (value.isUndefined())
         window.remove(key);
     else
@@ -56,18 +54,12 @@ ProviderSnapshot connected(UsageProvider provider, const QDateTime &at, QList<Us
 
 UsageWindow fiveHour(UsageProvider provider, double used, std::optional<QDateTime> resetsAt)
 {
-    return UsageWindow{
-        rawValue(provider) + QStringLiteral(".five_hour"), QStringLiteral("5-hour"), used, resetsAt, 300, std::nullopt};
+    return UsageWindow{rawValue(provider) + ".five_hour", "5-hour", used, resetsAt, 300, std::nullopt};
 }
 
 UsageWindow weekly(UsageProvider provider, double used, std::optional<QDateTime> resetsAt)
 {
-    return UsageWindow{rawValue(provider) + QStringLiteral(".seven_day"),
-                       QStringLiteral("Weekly"),
-                       used,
-                       resetsAt,
-                       10080,
-                       std::nullopt};
+    return UsageWindow{rawValue(provider) + ".seven_day", "Weekly", used, resetsAt, 10080, std::nullopt};
 }
 
 QDateTime wholeSecond()
@@ -83,15 +75,13 @@ ProviderSnapshot full(const QDateTime &collectedAt)
     snapshot.source = UsageSource::claudeUsageCommand;
     snapshot.state = CollectorState::fallback;
     snapshot.windows = {
-        UsageWindow{QStringLiteral("claude.five_hour"), QStringLiteral("5-hour"), 42.5, collectedAt.addSecs(3600), 300,
-                    std::nullopt},
-        UsageWindow{QStringLiteral("claude.opus_weekly"), QStringLiteral("Opus"), 104.25, std::nullopt, 10080,
-                    QStringLiteral("Opus")},
+        UsageWindow{"claude.five_hour", "5-hour", 42.5, collectedAt.addSecs(3600), 300, std::nullopt},
+        UsageWindow{"claude.opus_weekly", "Opus", 104.25, std::nullopt, 10080, "Opus"},
     };
-    snapshot.planName = QStringLiteral("Max");
-    snapshot.creditBalance = QStringLiteral("Unlimited");
-    snapshot.modelName = QStringLiteral("Opus 4.1 ✓");
-    snapshot.message = QStringLiteral("from the \"screen\"\n");
+    snapshot.planName = "Max";
+    snapshot.creditBalance = "Unlimited";
+    snapshot.modelName = "Opus 4.1 ✓";
+    snapshot.message = "from the \"screen\"\n";
     return snapshot;
 }
 
@@ -102,44 +92,30 @@ void addDecodingRows()
     const QJsonValue remove(QJsonValue::Undefined);
 
     QTest::newRow("no optional members") << minimal() << true;
-    QTest::newRow("null optional reads as absent") << with(QStringLiteral("planName"), QJsonValue::Null) << true;
-    QTest::newRow("unknown members are ignored") << with(QStringLiteral("extra"), QJsonArray{1, 2}) << true;
-    QTest::newRow("no windows") << with(QStringLiteral("windows"), remove) << false;
-    QTest::newRow("no id") << with(QStringLiteral("id"), remove) << false;
-    QTest::newRow("no state") << with(QStringLiteral("state"), remove) << false;
-    QTest::newRow("unknown provider") << with(QStringLiteral("provider"), QStringLiteral("gemini")) << false;
-    QTest::newRow("unknown source") << with(QStringLiteral("source"), QStringLiteral("web")) << false;
-    QTest::newRow("date without zone") << with(QStringLiteral("collectedAt"), QStringLiteral("2026-01-31T17:05:09"))
-                                       << false;
+    QTest::newRow("null optional reads as absent") << with("planName", QJsonValue::Null) << true;
+    QTest::newRow("unknown members are ignored") << with("extra", QJsonArray{1, 2}) << true;
+    QTest::newRow("no windows") << with("windows", remove) << false;
+    QTest::newRow("no id") << with("id", remove) << false;
+    QTest::newRow("no state") << with("state", remove) << false;
+    QTest::newRow("unknown provider") << with("provider", "gemini") << false;
+    QTest::newRow("unknown source") << with("source", "web") << false;
+    QTest::newRow("date without zone") << with("collectedAt", "2026-01-31T17:05:09") << false;
     // One damaged byte in the year, and the years the files cannot write back.
-    QTest::newRow("year with a letter") << with(QStringLiteral("collectedAt"), QStringLiteral("X026-01-31T17:05:09Z"))
-                                        << false;
-    QTest::newRow("year 0") << with(QStringLiteral("collectedAt"), QStringLiteral("0000-01-31T17:05:09Z")) << false;
-    QTest::newRow("year 10000") << with(QStringLiteral("collectedAt"), QStringLiteral("+10000-01-31T17:05:09Z"))
-                                << false;
-    QTest::newRow("date as a number") << with(QStringLiteral("collectedAt"), 1769879109) << false;
-    QTest::newRow("date with offset") << with(QStringLiteral("collectedAt"),
-                                              QStringLiteral("2026-01-31T18:05:09+01:00"))
-                                      << true;
-    QTest::newRow("bad id") << with(QStringLiteral("id"), QStringLiteral("not-a-uuid")) << false;
-    QTest::newRow("plan name not text") << with(QStringLiteral("planName"), 5) << false;
-    QTest::newRow("percent as text") << with(QStringLiteral("windows"),
-                                             oneWindow(QStringLiteral("usedPercent"), QStringLiteral("5")))
-                                     << false;
-    QTest::newRow("window without label")
-        << with(QStringLiteral("windows"), oneWindow(QStringLiteral("label"), remove)) << false;
-    QTest::newRow("fractional minutes") << with(QStringLiteral("windows"),
-                                                oneWindow(QStringLiteral("windowMinutes"), 2.5))
-                                        << false;
-    QTest::newRow("window reset null") << with(QStringLiteral("windows"),
-                                               oneWindow(QStringLiteral("resetsAt"), QJsonValue::Null))
-                                       << true;
-    QTest::newRow("the same window id twice: the first one stays") << with(
-        QStringLiteral("windows"), QJsonArray{oneWindow(QStringLiteral("label"), QStringLiteral("first")).first(),
-                                              oneWindow(QStringLiteral("label"), QStringLiteral("second")).first()})
-                                                                   << true;
-    QTest::newRow("window reset not a date")
-        << with(QStringLiteral("windows"), oneWindow(QStringLiteral("resetsAt"), QStringLiteral("tomorrow"))) << false;
+    QTest::newRow("year with a letter") << with("collectedAt", "X026-01-31T17:05:09Z") << false;
+    QTest::newRow("year 0") << with("collectedAt", "0000-01-31T17:05:09Z") << false;
+    QTest::newRow("year 10000") << with("collectedAt", "+10000-01-31T17:05:09Z") << false;
+    QTest::newRow("date as a number") << with("collectedAt", 1769879109) << false;
+    QTest::newRow("date with offset") << with("collectedAt", "2026-01-31T18:05:09+01:00") << true;
+    QTest::newRow("bad id") << with("id", "not-a-uuid") << false;
+    QTest::newRow("plan name not text") << with("planName", 5) << false;
+    QTest::newRow("percent as text") << with("windows", oneWindow("usedPercent", "5")) << false;
+    QTest::newRow("window without label") << with("windows", oneWindow("label", remove)) << false;
+    QTest::newRow("fractional minutes") << with("windows", oneWindow("windowMinutes", 2.5)) << false;
+    QTest::newRow("window reset null") << with("windows", oneWindow("resetsAt", QJsonValue::Null)) << true;
+    QTest::newRow("the same window id twice: the first one stays")
+        << with("windows", QJsonArray{oneWindow("label", "first").first(), oneWindow("label", "second").first()})
+        << true;
+    QTest::newRow("window reset not a date") << with("windows", oneWindow("resetsAt", "tomorrow")) << false;
 }
 
 } // namespace SnapshotSamples

@@ -34,9 +34,9 @@ void TestHome::activate()
 QProcessEnvironment TestHome::environment() const
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), path());
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), dataHome());
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome());
+    environment.insert("HOME", path());
+    environment.insert("XDG_DATA_HOME", dataHome());
+    environment.insert("XDG_CONFIG_HOME", configHome());
     return environment;
 }
 

@@ -4,6 +4,7 @@
 
 #include <QtTest>
 
+#include <cstdio>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -31,25 +32,39 @@ private Q_SLOTS:
     void writesNewAndReplacesOld();
     void modes();
     void followsLinkChains();
-    void danglingLinkCreatesItsTarget();
-    void linkLoopIsAnError();
     void refusesFoldersAndMissingParents();
-    void longFileName();
     void temporariesOfDeadWritersAreRemoved();
+    void targetChangedMeanwhileIsLeftAlone_data();
     void targetChangedMeanwhileIsLeftAlone();
 };
 
 void AtomicFileTest::writesNewAndReplacesOld()
 {
     TestHome home;
-    const QString path = home.path() + QStringLiteral("/data.json");
+    // A name as long as a folder entry may be: the temporary's name is no longer.
+    const QString path = home.path() + QLatin1Char('/') + QString(250, QLatin1Char('n'));
     QVERIFY(AtomicFile::write(path, "first").ok());
     QCOMPARE(readAll(path), QByteArray("first"));
     QVERIFY(AtomicFile::write(path, QByteArray(200000, 'z'), {.durable = false}).ok());
     QCOMPARE(readAll(path), QByteArray(200000, 'z'));
     QVERIFY(AtomicFile::write(path, QByteArray()).ok());
     QCOMPARE(QFileInfo(path).size(), 0);
-    QCOMPARE(entries(home.path()), QStringList{QStringLiteral("data.json")});
+    QCOMPARE(entries(home.path()), QStringList{QFileInfo(path).fileName()});
+
+    // A producer that fails halfway: the target keeps its content, and the
+    // temporary file is gone.
+    QVERIFY(AtomicFile::write(path, "whole").ok());
+    const auto halfway = [](int fd) {
+        if (::write(fd, "half", 4) != 4)
+            return false;
+        errno = ENOSPC;
+        return false;
+    };
+    Result<void> failed = AtomicFile::write(path, halfway);
+    QVERIFY(!failed.ok());
+    QCOMPARE(failed.error().description(), QStringLiteral("Could not write %1: No space left on device").arg(path));
+    QCOMPARE(readAll(path), QByteArray("whole"));
+    QCOMPARE(entries(home.path()), QStringList{QFileInfo(path).fileName()});
 }
 
 void AtomicFileTest::modes()
@@ -77,20 +92,12 @@ void AtomicFileTest::followsLinkChains()
     QVERIFY(QFileInfo(home.path() + QStringLiteral("/middle")).isSymLink());
     QCOMPARE(readAll(target), QByteArray("new"));
     QCOMPARE(entries(home.path() + QStringLiteral("/real")), QStringList{QStringLiteral("target.json")});
-}
 
-void AtomicFileTest::danglingLinkCreatesItsTarget()
-{
-    TestHome home;
-    QDir().mkpath(home.path() + QStringLiteral("/real"));
-    QVERIFY(QFile::link(QStringLiteral("real/later.json"), home.path() + QStringLiteral("/entry")));
-    QVERIFY(AtomicFile::write(home.path() + QStringLiteral("/entry"), "made").ok());
+    // A dangling link gets its target made.
+    QVERIFY(QFile::link(QStringLiteral("real/later.json"), home.path() + QStringLiteral("/dangling")));
+    QVERIFY(AtomicFile::write(home.path() + QStringLiteral("/dangling"), "made").ok());
     QCOMPARE(readAll(home.path() + QStringLiteral("/real/later.json")), QByteArray("made"));
-}
 
-void AtomicFileTest::linkLoopIsAnError()
-{
-    TestHome home;
     QVERIFY(QFile::link(home.path() + QStringLiteral("/b"), home.path() + QStringLiteral("/a")));
     QVERIFY(QFile::link(home.path() + QStringLiteral("/a"), home.path() + QStringLiteral("/b")));
     Result<void> written = AtomicFile::write(home.path() + QStringLiteral("/a"), "x");
@@ -114,15 +121,6 @@ void AtomicFileTest::refusesFoldersAndMissingParents()
              QStringLiteral("Could not write %1/missing/file: No such file or directory").arg(home.path()));
     QVERIFY(!AtomicFile::checkWritable(home.path() + QStringLiteral("/missing/file")).ok());
     QVERIFY(AtomicFile::checkWritable(home.path() + QStringLiteral("/new-file")).ok());
-}
-
-void AtomicFileTest::longFileName()
-{
-    TestHome home;
-    const QString path = home.path() + QLatin1Char('/') + QString(250, QLatin1Char('n'));
-    QVERIFY(AtomicFile::write(path, "long").ok());
-    QCOMPARE(readAll(path), QByteArray("long"));
-    QCOMPARE(entries(home.path()).size(), 1);
 }
 
 void AtomicFileTest::temporariesOfDeadWritersAreRemoved()
@@ -150,28 +148,65 @@ void AtomicFileTest::temporariesOfDeadWritersAreRemoved()
     for (const QString &path : notOurs)
         QVERIFY2(QFile::exists(path), qPrintable(path));
 
+    // The lock goes with the last holder: flock's child may still close its
+    // copy of the descriptor after flock itself is gone.
     writer.kill();
     writer.waitForFinished();
-    QVERIFY(AtomicFile::write(folder + QStringLiteral("/d.json"), "newer").ok());
-    QVERIFY(!QFile::exists(live));
+    QTRY_VERIFY(AtomicFile::write(folder + QStringLiteral("/d.json"), "newer").ok() && !QFile::exists(live));
+}
+
+void AtomicFileTest::targetChangedMeanwhileIsLeftAlone_data()
+{
+    // What the caller read (null: no file), what the target held when the
+    // write began (null: no file), what another program renames into place
+    // while the write checks (null: nothing), and what must be there after.
+    QTest::addColumn<QByteArray>("read");
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<QByteArray>("during");
+    QTest::addColumn<QByteArray>("after");
+    QTest::addColumn<bool>("written");
+    QTest::newRow("unchanged") << QByteArray("as read") << QByteArray("as read") << QByteArray() << QByteArray("ours")
+                               << true;
+    QTest::newRow("still absent") << QByteArray() << QByteArray() << QByteArray() << QByteArray("ours") << true;
+    QTest::newRow("replaced after the read")
+        << QByteArray("as read") << QByteArray("theirs") << QByteArray() << QByteArray("theirs") << false;
+    QTest::newRow("created after the read")
+        << QByteArray() << QByteArray("theirs") << QByteArray() << QByteArray("theirs") << false;
+    QTest::newRow("created during the check")
+        << QByteArray() << QByteArray() << QByteArray("newest") << QByteArray("newest") << false;
+    QTest::newRow("a newer write during a failing check")
+        << QByteArray("as read") << QByteArray("theirs") << QByteArray("newest") << QByteArray("newest") << false;
+    // A check followed by a rename would put ours over theirs.
+    QTest::newRow("a newer write during a passing check")
+        << QByteArray("as read") << QByteArray("as read") << QByteArray("newest") << QByteArray("newest") << false;
 }
 
 void AtomicFileTest::targetChangedMeanwhileIsLeftAlone()
 {
-    // Another program replaces the file between our read and our rename.
+    QFETCH(QByteArray, read);
+    QFETCH(QByteArray, before);
+    QFETCH(QByteArray, during);
+    QFETCH(QByteArray, after);
+    QFETCH(bool, written);
     TestHome home;
-    const QString path = home.writeFile(QStringLiteral("settings.json"), "as read");
-    const auto otherWriterWins = [&] {
-        QFile::remove(path);
-        home.writeFile(QStringLiteral("settings.json"), "theirs");
-        return readAll(path) == "as read";
+    const QString path = home.path() + QStringLiteral("/settings.json");
+    if (!before.isNull())
+        home.writeFile(QStringLiteral("settings.json"), before);
+    const std::optional<QByteArray> expected = read.isNull() ? std::nullopt : std::optional(read);
+    const auto stillAsRead = [&](const std::optional<QByteArray> &current) {
+        if (!during.isNull()) {
+            // Like an editor: a new file renamed over the old one.
+            home.writeFile(QStringLiteral("other.tmp"), during);
+            if (std::rename(QFile::encodeName(home.path() + QStringLiteral("/other.tmp")).constData(),
+                            QFile::encodeName(path).constData())
+                != 0)
+                qFatal("the other writer could not rename its file");
+        }
+        return current == expected;
     };
-    const Result<void> written = AtomicFile::write(path, "ours", {.stillAsRead = otherWriterWins});
-    QVERIFY(!written.ok());
-    QCOMPARE(readAll(path), QByteArray("theirs"));
+    QCOMPARE(AtomicFile::write(path, "ours", {.stillAsRead = stillAsRead}).ok(), written);
+    QCOMPARE(readAll(path), after);
     QCOMPARE(entries(home.path()), QStringList{QStringLiteral("settings.json")});
-    QVERIFY(AtomicFile::write(path, "ours", {.stillAsRead = [&] { return readAll(path) == "theirs"; }}).ok());
-    QCOMPARE(readAll(path), QByteArray("ours"));
 }
 
 QTEST_GUILESS_MAIN(AtomicFileTest)

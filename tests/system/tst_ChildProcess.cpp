@@ -1,4 +1,5 @@
-// The shared child-process facility: streams, inheritance, signals, reaping.
+// The shared child-process facility: what the collectors' tests through it
+// cannot see (inheritance, signal masks, reaping, relative paths).
 #include "system/ChildProcess.h"
 #include "tests/support/ResultChecks.h"
 #include "tests/support/TestHome.h"
@@ -34,61 +35,11 @@ class ChildProcessTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void exitStatuses();
-    void inputAndOutput();
-    void launchFailures();
     void onlyStandardStreamsAreInherited();
     void signalsStartAtTheirDefaults();
-    void ownProcessGroup();
     void destructionKillsAndReaps();
     void relativeProgramAndWorkingDirectory();
 };
-
-void ChildProcessTest::exitStatuses()
-{
-    QVERIFY(runShell(QStringLiteral("exit 0")).status.success());
-    const ChildRun failed = runShell(QStringLiteral("exit 3"));
-    QVERIFY(failed.status.exited);
-    QCOMPARE(failed.status.code, 3);
-    const ChildRun killed = runShell(QStringLiteral("kill -TERM $$"));
-    QVERIFY(!killed.status.exited);
-    QCOMPARE(killed.status.code, SIGTERM);
-}
-
-void ChildProcessTest::inputAndOutput()
-{
-    const QByteArray large(3 * 1024 * 1024, 'q'); // far beyond a pipe's buffer, both ways
-    const ChildRun echoed = runShell(QStringLiteral("cat"), large);
-    QVERIFY(echoed.status.success());
-    QCOMPARE(echoed.output.size(), large.size());
-    QCOMPARE(echoed.output, large);
-
-    // Errors go to /dev/null unless asked for.
-    const ChildRun quiet = runShell(QStringLiteral("echo out; echo err >&2"));
-    QCOMPARE(quiet.output, QByteArray("out\n"));
-}
-
-void ChildProcessTest::launchFailures()
-{
-    ChildOptions missing;
-    missing.program = QStringLiteral("/nonexistent/program");
-    Result<std::unique_ptr<ChildProcess>> notFound = ChildProcess::start(missing);
-    QVERIFY(!notFound.ok());
-    QCOMPARE(notFound.error().description(), QStringLiteral("No such file or directory"));
-
-    TestHome home;
-    const QString plain = home.writeFile(QStringLiteral("not-executable"), "#!/bin/sh\n");
-    ChildOptions notExecutable;
-    notExecutable.program = plain;
-    if (::geteuid() != 0) {
-        Result<std::unique_ptr<ChildProcess>> denied = ChildProcess::start(notExecutable);
-        QVERIFY(!denied.ok());
-        QCOMPARE(denied.error().description(), QStringLiteral("Permission denied"));
-    }
-
-    ChildOptions empty;
-    QVERIFY(!ChildProcess::start(empty).ok());
-}
 
 void ChildProcessTest::onlyStandardStreamsAreInherited()
 {
@@ -125,17 +76,6 @@ void ChildProcessTest::signalsStartAtTheirDefaults()
         QVERIFY(ok);
         QVERIFY2((mask & 0x7fffffffULL) == 0, line.constData());
     }
-}
-
-void ChildProcessTest::ownProcessGroup()
-{
-    Result<std::unique_ptr<ChildProcess>> child =
-        ChildProcess::start(shell(QStringLiteral("cut -d' ' -f5 /proc/$$/stat")));
-    QVERIFY(child.ok());
-    const pid_t pid = (*child)->pid();
-    const ChildRun run = runToCompletion(**child, {});
-    QCOMPARE(run.output.trimmed().toInt(), pid);
-    QVERIFY(::getpgrp() != pid);
 }
 
 void ChildProcessTest::destructionKillsAndReaps()

@@ -40,23 +40,63 @@ private Q_SLOTS:
     void init() { m_home = std::make_unique<TestHome>(); }
     void cleanup() { m_home.reset(); }
 
-    void lastPathEntryWins();
+    void find_data();
+    void find();
     void searchOrderFromLastToFirst();
     void nodeVersions();
-    void overrides();
-    void nonExecutableFilesAndFolders();
-    void claudeLocalInstall();
-    void codexCandidatesListedOnce();
-    void nothingAnywhere();
+    void codexCandidates();
 };
 
-void ExecutableLocatorTest::lastPathEntryWins()
+void ExecutableLocatorTest::find_data()
 {
-    makeFile(at(QStringLiteral("a/codex")));
-    makeFile(at(QStringLiteral("b/codex")));
-    const auto found = ExecutableLocator::find(QStringLiteral("codex"), std::nullopt,
-                                               places({at(QStringLiteral("a")), QString(), at(QStringLiteral("b"))}));
-    QCOMPARE(found, at(QStringLiteral("b/codex")));
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QStringList>("made"); // "-" before: not executable; "/" after: a folder
+    QTest::addColumn<QStringList>("path");
+    QTest::addColumn<std::optional<QString>>("override");
+    QTest::addColumn<QString>("found"); // empty: nothing
+    const std::optional<QString> none;
+    const QString local = QStringLiteral(".local/bin/codex");
+    QTest::newRow("last PATH entry wins")
+        << "codex" << QStringList{"a/codex", "b/codex"} << QStringList{"a", "", "b"} << none << "b/codex";
+    QTest::newRow("override from home, with a space")
+        << "codex" << QStringList{"bin with space/codex", local} << QStringList()
+        << std::optional<QString>("~/bin with space/codex") << "bin with space/codex";
+    QTest::newRow("white space only is no override")
+        << "codex" << QStringList{local} << QStringList() << std::optional<QString>(" \t\n") << local;
+    QTest::newRow("unusable override: the search goes on")
+        << "codex" << QStringList{local} << QStringList() << std::optional<QString>("~/missing/codex") << local;
+    QTest::newRow("the untrimmed text counts")
+        << "codex" << QStringList{local} << QStringList() << std::optional<QString>("~/.local/bin/codex ") << local;
+    QTest::newRow("plain files and folders are skipped")
+        << "codex" << QStringList{"-.local/bin/codex", ".bun/bin/codex/", "path/codex"} << QStringList{"path"} << none
+        << "path/codex";
+    QTest::newRow("nothing anywhere") << "codex" << QStringList() << QStringList() << none << "";
+    QTest::newRow("claude's local install")
+        << "claude" << QStringList{".claude/local/claude"} << QStringList() << none << ".claude/local/claude";
+    QTest::newRow("claude in PATH first") << "claude" << QStringList{".claude/local/claude", "path/claude"}
+                                          << QStringList{"path"} << none << "path/claude";
+}
+
+void ExecutableLocatorTest::find()
+{
+    QFETCH(QString, name);
+    QFETCH(QStringList, made);
+    QFETCH(QStringList, path);
+    QFETCH(std::optional<QString>, override);
+    QFETCH(QString, found);
+    for (const QString &entry : made) {
+        if (entry.endsWith(QLatin1Char('/')))
+            QVERIFY(QDir().mkpath(at(entry)));
+        else
+            makeFile(at(entry.startsWith(QLatin1Char('-')) ? entry.mid(1) : entry),
+                     !entry.startsWith(QLatin1Char('-')));
+    }
+    for (QString &entry : path)
+        entry = entry.isEmpty() ? entry : at(entry);
+    const std::optional<QString> result = name == QLatin1String("claude")
+                                              ? ExecutableLocator::findClaude(override, places(path))
+                                              : ExecutableLocator::find(name, override, places(path));
+    QCOMPARE(result, found.isEmpty() ? std::nullopt : std::optional<QString>(at(found)));
 }
 
 void ExecutableLocatorTest::searchOrderFromLastToFirst()
@@ -98,67 +138,23 @@ void ExecutableLocatorTest::nodeVersions()
     QCOMPARE(directories.size(), 2 + 4 + 3);
 }
 
-void ExecutableLocatorTest::overrides()
+void ExecutableLocatorTest::codexCandidates()
 {
-    makeFile(at(QStringLiteral("bin with space/codex")));
-    makeFile(at(QStringLiteral(".local/bin/codex")));
-    QCOMPARE(ExecutableLocator::find(QStringLiteral("codex"), QStringLiteral("~/bin with space/codex"), places()),
-             at(QStringLiteral("bin with space/codex")));
-    // Only white space: no override.
-    QCOMPARE(ExecutableLocator::find(QStringLiteral("codex"), QStringLiteral(" \t\n"), places()),
-             at(QStringLiteral(".local/bin/codex")));
-    // An override that is not usable: the search goes on.
-    QCOMPARE(ExecutableLocator::find(QStringLiteral("codex"), QStringLiteral("~/missing/codex"), places()),
-             at(QStringLiteral(".local/bin/codex")));
-    // The untrimmed text is what counts.
-    QCOMPARE(ExecutableLocator::find(QStringLiteral("codex"), at(QStringLiteral(".local/bin/codex ")), places()),
-             at(QStringLiteral(".local/bin/codex")));
-    QCOMPARE(ExecutableLocator::codexCandidates(QStringLiteral("~/bin with space/codex"), places()),
-             (QStringList{at(QStringLiteral("bin with space/codex")), at(QStringLiteral(".local/bin/codex"))}));
-}
-
-void ExecutableLocatorTest::nonExecutableFilesAndFolders()
-{
-    makeFile(at(QStringLiteral(".local/bin/codex")), false);
-    QDir().mkpath(at(QStringLiteral(".bun/bin/codex"))); // a folder named codex
-    makeFile(at(QStringLiteral("path/codex")));
-    const auto search = places({at(QStringLiteral("path"))});
-    QCOMPARE(ExecutableLocator::find(QStringLiteral("codex"), std::nullopt, search), at(QStringLiteral("path/codex")));
-    QVERIFY(!ExecutableLocator::isUsable(at(QStringLiteral(".local/bin/codex"))));
-    QVERIFY(!ExecutableLocator::isUsable(at(QStringLiteral(".bun/bin/codex"))));
-    QCOMPARE(ExecutableLocator::codexCandidates(at(QStringLiteral(".local/bin/codex")), search),
-             QStringList{at(QStringLiteral("path/codex"))});
-}
-
-void ExecutableLocatorTest::claudeLocalInstall()
-{
-    makeFile(at(QStringLiteral(".claude/local/claude")));
-    QCOMPARE(ExecutableLocator::findClaude(std::nullopt, places()), at(QStringLiteral(".claude/local/claude")));
-    makeFile(at(QStringLiteral("path/claude")));
-    QCOMPARE(ExecutableLocator::findClaude(std::nullopt, places({at(QStringLiteral("path"))})),
-             at(QStringLiteral("path/claude")));
-    makeFile(at(QStringLiteral("custom/claude")));
-    QCOMPARE(ExecutableLocator::findClaude(at(QStringLiteral("custom/claude")), places({at(QStringLiteral("path"))})),
-             at(QStringLiteral("custom/claude")));
-}
-
-void ExecutableLocatorTest::codexCandidatesListedOnce()
-{
-    // The same binary through a symbolic link and directly: listed once, at the
-    // override's place, as it was written.
+    // The override, then what the search finds; the same binary through a
+    // symbolic link and directly is listed once, at the override's place, as
+    // it was written.
     const QString real = makeFile(at(QStringLiteral("opt/codex/bin/codex")));
     QDir().mkpath(at(QStringLiteral(".local/bin")));
     QVERIFY(QFile::link(real, at(QStringLiteral(".local/bin/codex"))));
-    QCOMPARE(ExecutableLocator::codexCandidates(real, places()), QStringList{real});
-    QCOMPARE(ExecutableLocator::codexCandidates(std::nullopt, places()),
+    makeFile(at(QStringLiteral("plain/codex")), false);
+    const auto search = places();
+    QCOMPARE(ExecutableLocator::codexCandidates(real, search), QStringList{real});
+    QCOMPARE(ExecutableLocator::codexCandidates(at(QStringLiteral("plain/codex")), search),
              QStringList{at(QStringLiteral(".local/bin/codex"))});
-}
-
-void ExecutableLocatorTest::nothingAnywhere()
-{
-    QCOMPARE(ExecutableLocator::find(QStringLiteral("codex"), std::nullopt, places()), std::nullopt);
-    QCOMPARE(ExecutableLocator::findClaude(QString(), places()), std::nullopt);
-    QVERIFY(ExecutableLocator::codexCandidates(QStringLiteral("~/nothing"), places()).isEmpty());
+    QVERIFY(!ExecutableLocator::isUsable(at(QStringLiteral("plain/codex"))));
+    const QString other = makeFile(at(QStringLiteral("bin with space/codex")));
+    QCOMPARE(ExecutableLocator::codexCandidates(QStringLiteral("~/bin with space/codex"), search),
+             (QStringList{other, at(QStringLiteral(".local/bin/codex"))}));
 }
 
 QTEST_GUILESS_MAIN(ExecutableLocatorTest)

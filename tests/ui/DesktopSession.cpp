@@ -125,29 +125,19 @@ void DesktopSession::stop(QProcess *process)
 
 QList<QRect> DesktopSession::windows(const QString &title) const
 {
+    // One "X=.. Y=.. WIDTH=.. HEIGHT=.." block per window, a value a line.
     const QByteArray shell = run(QStringLiteral("xdotool"),
                                  {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
                                   QLatin1Char('^') + title + QLatin1Char('$'), QStringLiteral("getwindowgeometry"),
                                   QStringLiteral("--shell"), QStringLiteral("%@")});
     QList<QRect> found;
-    QRect current;
-    static const QRegularExpression line(QStringLiteral("^(X|Y|WIDTH|HEIGHT)=(-?\\d+)$"));
-    for (const QByteArray &raw : shell.split('\n')) {
-        const QRegularExpressionMatch match = line.match(QString::fromLatin1(raw));
-        if (!match.hasMatch())
-            continue;
-        const int value = match.captured(2).toInt();
-        const QString key = match.captured(1);
-        if (key == QStringLiteral("X"))
-            current.moveLeft(value);
-        else if (key == QStringLiteral("Y"))
-            current.moveTop(value);
-        else if (key == QStringLiteral("WIDTH"))
-            current.setWidth(value);
-        else {
-            current.setHeight(value);
-            found.append(current);
-            current = {};
+    QList<int> values;
+    for (const QByteArray &line : shell.split('\n')) {
+        if (line.startsWith("X=") || line.startsWith("Y=") || line.startsWith("WIDTH=") || line.startsWith("HEIGHT="))
+            values.append(line.mid(line.indexOf('=') + 1).toInt());
+        if (values.size() == 4) {
+            found.append(QRect(values[0], values[1], values[2], values[3]));
+            values.clear();
         }
     }
     return found;

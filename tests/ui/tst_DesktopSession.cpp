@@ -122,8 +122,7 @@ private Q_SLOTS:
     void cleanup();
 
     void wholeApplicationWithAStatusNotifierHost();
-    void withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheIcon();
-    void shortcutTogglesThePanelWithNumLockOnAndOff();
+    void withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheIconAndTheShortcut();
     void aCombinationAnotherClientHoldsIsReported();
 
 private:
@@ -177,8 +176,22 @@ QProcess *DesktopSessionTest::startLimitra(QProcess::ProcessChannelMode errors)
 
 void DesktopSessionTest::startStatusNotifierHost()
 {
-    m_session->start("gtk-sni-tray-standalone", {"--watcher", "--top", "--size", "30"}, m_environment);
-    QTRY_VERIFY_WITH_TIMEOUT(m_session->bus().interface()->isServiceRegistered(kWatcher), 20000);
+    // The tray sometimes registers its host before its own watcher holds the
+    // watcher's name, and exits on the error: it is started again then.
+    const auto hostRegistered = [this] {
+        QDBusInterface watcher(kWatcher, "/StatusNotifierWatcher", kWatcher, m_session->bus());
+        return watcher.property("IsStatusNotifierHostRegistered").toBool();
+    };
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        QProcess *tray =
+            m_session->start("gtk-sni-tray-standalone", {"--watcher", "--top", "--size", "30"}, m_environment);
+        const auto exited = [tray] { return tray->state() == QProcess::NotRunning; };
+        const bool settled = QTest::qWaitFor([&] { return hostRegistered() || exited(); }, 20000);
+        if (settled && hostRegistered() && !exited())
+            return;
+        DesktopSession::stop(tray);
+    }
+    QFAIL("the StatusNotifier tray did not come up in three starts");
 }
 
 QString DesktopSessionTest::registeredItem() const
@@ -316,8 +329,9 @@ void DesktopSessionTest::wholeApplicationWithAStatusNotifierHost()
     QCOMPARE(alone.errors, QByteArray("Limitra is not running.\n"));
 }
 
-void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheIcon()
+void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheIconAndTheShortcut()
 {
+    storeShortcut(kControlShiftA);
     startLimitra();
     QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 30000);
     // A tray that comes later gets the icon. (The XEmbed tray: the
@@ -336,30 +350,27 @@ void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheI
     // At once: the tray takes the second click for a double click.
     m_session->click(icon.center());
     QTRY_VERIFY_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), 10000);
-}
 
-void DesktopSessionTest::shortcutTogglesThePanelWithNumLockOnAndOff()
-{
-    storeShortcut(kControlShiftA);
-    // The shortcut opens the panel when there is a tray icon: an XEmbed tray
-    // is the quicker of the two to start.
-    m_session->start("trayer", {"--edge", "top", "--align", "left", "--widthtype", "request", "--height", "24"},
-                     m_environment);
-    startLimitra();
-    QTRY_VERIFY_WITH_TIMEOUT(!withWidth(m_session->windowsInTree("Limitra"), 22).isEmpty(), 30000);
-
-    for (const bool numLock : {false, true}) {
-        if (numLock)
-            m_session->key("Num_Lock");
+    // With a tray icon the shortcut opens the panel. Each lock adds a
+    // modifier bit to the press; the grab covers every mix.
+    const std::pair<const char *, const char *> steps[] = {{nullptr, "no lock"}, {"Num_Lock", "NumLock on"}};
+    for (const auto &[lock, state] : steps) {
+        if (lock)
+            m_session->key(lock);
         m_session->key("ctrl+shift+a");
-        QTRY_VERIFY2_WITH_TIMEOUT(limitraWindows(kPanelWidth).size() == 1, numLock ? "NumLock on" : "NumLock off",
-                                  10000);
+        QTRY_VERIFY2_WITH_TIMEOUT(limitraWindows(kPanelWidth).size() == 1, state, 10000);
         m_session->key("ctrl+shift+a");
-        QTRY_VERIFY2_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), numLock ? "NumLock on" : "NumLock off", 10000);
+        QTRY_VERIFY2_WITH_TIMEOUT(limitraWindows(kPanelWidth).isEmpty(), state, 10000);
     }
-    // (CapsLock, a lock of its own, is grabbed the same way; pressed here right
-    // after the panel closed, it opened no panel in about one run in three,
-    // for a reason not yet found, so it is not part of this test.)
+    // CapsLock is asked of the server rather than pressed: xdotool's presses
+    // with CapsLock on reach the grab on one machine and not on another.
+    // Every mix of the two locks is Limitra's, so no other client gets one.
+    OtherClient other(m_session->display());
+    const xcb_keycode_t a = other.keycode(0x61);
+    QVERIFY(a != 0);
+    for (const uint16_t locks :
+         std::initializer_list<uint16_t>{0, XCB_MOD_MASK_LOCK, XCB_MOD_MASK_2, XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2})
+        QVERIFY2(!other.grab(a, kControlShiftMask | locks), qPrintable(QString("locks %1").arg(locks)));
 }
 
 void DesktopSessionTest::aCombinationAnotherClientHoldsIsReported()

@@ -33,9 +33,7 @@ private Q_SLOTS:
 
     void providersPage();
     void appearancePage();
-    void recordShortcutByTyping();
-    void alertsPage();
-    void generalPage();
+    void alertsAndGeneralPages();
 
 private:
     QByteArray m_home;
@@ -95,28 +93,6 @@ void SettingsPagesTest::providersPage()
 
 void SettingsPagesTest::appearancePage()
 {
-    m_fakes->takenShortcut = GlobalShortcut::defaultShortcut();
-    m_model->applyShortcut();
-    QQuickItem *page = openPage("appearance");
-    QVERIFY(page);
-    QVERIFY(visibleItem(page, "shortcutErrorNote"));
-    screenshot(page->window(), "settings-appearance-shortcut-taken");
-    QQuickItem *picker = visibleItem(page, "taskbarPicker");
-    QCOMPARE(picker->property("currentText").toString(), "While the dashboard is open");
-    picker->forceActiveFocus();
-    QTest::keyClick(picker->window(), Qt::Key_Up);
-    QTRY_COMPARE(m_model->dockIconVisibility(), DockIconVisibility::never);
-
-    // Without a tray icon there is no panel for the shortcut, and no error about it.
-    click(visibleItem(page, "trayIconToggle"));
-    QVERIFY(!m_model->showsMenuBarIcon());
-    QVERIFY(visibleItems(page, "shortcutErrorNote").isEmpty());
-    QVERIFY(
-        texts(page, "noteText").contains("The tray icon is hidden, so there is no panel for the shortcut to open."));
-}
-
-void SettingsPagesTest::recordShortcutByTyping()
-{
     QQuickItem *page = openPage("appearance");
     QVERIFY(page);
     QQuickWindow *window = page->window();
@@ -160,9 +136,29 @@ void SettingsPagesTest::recordShortcutByTyping()
     QVERIFY(!m_fakes->registered);
     click(visibleItem(window->contentItem(), "sidebar_general"));
     QTRY_COMPARE(m_fakes->registered, GlobalShortcut::defaultShortcut());
+
+    // A shortcut another application holds is reported on the page.
+    m_fakes->takenShortcut = GlobalShortcut::defaultShortcut();
+    m_model->applyShortcut();
+    page = openPage("appearance");
+    QVERIFY(page);
+    QVERIFY(visibleItem(page, "shortcutErrorNote"));
+    screenshot(page->window(), "settings-appearance-shortcut-taken");
+    QQuickItem *picker = visibleItem(page, "taskbarPicker");
+    QCOMPARE(picker->property("currentText").toString(), "While the dashboard is open");
+    picker->forceActiveFocus();
+    QTest::keyClick(picker->window(), Qt::Key_Up);
+    QTRY_COMPARE(m_model->dockIconVisibility(), DockIconVisibility::never);
+
+    // Without a tray icon there is no panel for the shortcut, and no error about it.
+    click(visibleItem(page, "trayIconToggle"));
+    QVERIFY(!m_model->showsMenuBarIcon());
+    QVERIFY(visibleItems(page, "shortcutErrorNote").isEmpty());
+    QVERIFY(
+        texts(page, "noteText").contains("The tray icon is hidden, so there is no panel for the shortcut to open."));
 }
 
-void SettingsPagesTest::alertsPage()
+void SettingsPagesTest::alertsAndGeneralPages()
 {
     QGuiApplication::setPalette(darkDesktopPalette());
     m_model->setAlertThreshold(65);
@@ -201,12 +197,8 @@ void SettingsPagesTest::alertsPage()
     QVERIFY(m_model->warnsBeforeRunOut());
     click(visibleItem(page, "runOutWarningToggle"));
     QVERIFY(!m_model->warnsBeforeRunOut());
-}
 
-void SettingsPagesTest::generalPage()
-{
-    QGuiApplication::setPalette(darkDesktopPalette());
-    QQuickItem *page = openPage("general");
+    page = openPage("general");
     QVERIFY(page);
     click(visibleItem(page, "launchAtLoginToggle"));
     QVERIFY(m_fakes->loginEnabled);

@@ -133,7 +133,7 @@ QVariant ProviderCardListModel::data(const QModelIndex &index, int role) const
     case HasSnapshotRole:
         return card.snapshot.has_value();
     case WindowsRole:
-        return QVariant::fromValue(static_cast<QObject *>(card.windows.get()));
+        return QVariant::fromValue<QObject *>(card.windows.get());
     default:
         break;
     }

@@ -98,7 +98,7 @@ QColor HistoryPlot::seriesColour(qsizetype index)
 
 QPen HistoryPlot::linePen(const QColor &colour)
 {
-    return QPen(colour, 2, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin);
+    return {colour, 2, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin};
 }
 
 void HistoryPlot::drawLine(QPainter &painter, const QList<QPoint> &points)
@@ -138,107 +138,121 @@ void HistoryPlot::setSeries(QList<HistorySeries> series)
 
 QRectF HistoryPlot::plotArea() const
 {
-    return QRectF(leftMargin, topMargin, std::max(1.0, width() - leftMargin - rightMargin),
-                  std::max(1.0, height() - topMargin - bottomMargin));
+    return {leftMargin, topMargin, std::max(1.0, width() - leftMargin - rightMargin),
+            std::max(1.0, height() - topMargin - bottomMargin)};
+}
+
+HistoryPlot::Frame HistoryPlot::frame() const
+{
+    Frame frame;
+    frame.area = plotArea();
+    frame.start = m_endMsecs - m_rangeDays * dayMsecs;
+    frame.msecsPerPixel = static_cast<double>(m_endMsecs - frame.start) / frame.area.width();
+    return frame;
 }
 
 void HistoryPlot::paint(QPainter *painter)
 {
-    const QRectF area = plotArea();
-    const qint64 start = m_endMsecs - m_rangeDays * dayMsecs;
-    const double msecsPerPixel = static_cast<double>(m_endMsecs - start) / area.width();
-    auto xOf = [&](qint64 msecs) { return area.left() + static_cast<double>(msecs - start) / msecsPerPixel; };
-    auto yOf = [&](double percent) { return area.bottom() - percent / 100.0 * area.height(); };
+    const Frame frame = this->frame();
+    paintAxes(*painter, frame);
+    const QRectF &area = frame.area;
+    painter->setClipRect(area.adjusted(-markRadius - 1, -markRadius - 1, markRadius + 1, markRadius + 1));
+    painter->setRenderHint(QPainter::Antialiasing, true);
+    for (qsizetype s = 0; s < m_series.size(); ++s)
+        paintSeries(*painter, frame, s);
+    paintHover(*painter, frame);
+}
 
-    // Axes and grid: y fixed to 0..100 whatever the data.
-    QFont small = painter->font();
+// The y axis is fixed to 0..100 whatever the data.
+void HistoryPlot::paintAxes(QPainter &painter, const Frame &frame) const
+{
+    const QRectF &area = frame.area;
+    QFont small = painter.font();
     small.setPixelSize(11);
-    painter->setFont(small);
-    painter->setPen(QPen(m_gridColor, 1));
+    painter.setFont(small);
     for (int percent = 0; percent <= 100; percent += 25) {
-        const double y = std::round(yOf(percent)) + 0.5;
-        painter->setPen(QPen(m_gridColor, 1));
-        painter->drawLine(QPointF(area.left(), y), QPointF(area.right(), y));
-        painter->setPen(m_textColor);
-        painter->drawText(QRectF(0, y - 8, leftMargin - 6, 16), Qt::AlignRight | Qt::AlignVCenter,
-                          QString::number(percent));
+        const double y = std::round(frame.y(percent)) + 0.5;
+        painter.setPen(QPen(m_gridColor, 1));
+        painter.drawLine(QPointF(area.left(), y), QPointF(area.right(), y));
+        painter.setPen(m_textColor);
+        painter.drawText(QRectF(0, y - 8, leftMargin - 6, 16), Qt::AlignRight | Qt::AlignVCenter,
+                         QString::number(percent));
     }
     const QLocale locale;
     const int ticks = std::clamp(static_cast<int>(area.width() / 140), 2, 8);
     for (int i = 0; i <= ticks; ++i) {
-        const qint64 msecs = start + (m_endMsecs - start) * i / ticks;
-        const double x = std::round(xOf(msecs)) + 0.5;
-        painter->setPen(QPen(m_gridColor, 1));
-        painter->drawLine(QPointF(x, area.bottom()), QPointF(x, area.bottom() + 4));
+        const qint64 msecs = frame.start + (m_endMsecs - frame.start) * i / ticks;
+        const double x = std::round(frame.x(msecs)) + 0.5;
+        painter.setPen(QPen(m_gridColor, 1));
+        painter.drawLine(QPointF(x, area.bottom()), QPointF(x, area.bottom() + 4));
         const QDateTime when = QDateTime::fromMSecsSinceEpoch(msecs).toLocalTime();
         const QString label = m_rangeDays <= 1 ? locale.toString(when.time(), QLocale::ShortFormat)
                                                : locale.toString(when.date(), QLocale::ShortFormat);
-        painter->setPen(m_textColor);
+        painter.setPen(m_textColor);
         const Qt::Alignment align = i == 0 ? Qt::AlignLeft : i == ticks ? Qt::AlignRight : Qt::AlignHCenter;
         const double left = i == 0 ? x : i == ticks ? x - 120 : x - 60;
-        painter->drawText(QRectF(left, area.bottom() + 5, 120, 14), align | Qt::AlignTop, label);
+        painter.drawText(QRectF(left, area.bottom() + 5, 120, 14), align | Qt::AlignTop, label);
     }
-    painter->drawText(QRectF(area.left(), area.bottom() + 22, area.width(), 16), Qt::AlignHCenter,
-                      QStringLiteral("Time"));
-    painter->save();
-    painter->translate(12, area.center().y());
-    painter->rotate(-90);
-    painter->drawText(QRectF(-area.height() / 2, -8, area.height(), 16), Qt::AlignCenter, QStringLiteral("Used %"));
-    painter->restore();
+    painter.drawText(QRectF(area.left(), area.bottom() + 22, area.width(), 16), Qt::AlignHCenter,
+                     QStringLiteral("Time"));
+    painter.save();
+    painter.translate(12, area.center().y());
+    painter.rotate(-90);
+    painter.drawText(QRectF(-area.height() / 2, -8, area.height(), 16), Qt::AlignCenter, QStringLiteral("Used %"));
+    painter.restore();
+}
 
-    painter->setClipRect(area.adjusted(-markRadius - 1, -markRadius - 1, markRadius + 1, markRadius + 1));
-    painter->setRenderHint(QPainter::Antialiasing, true);
-    for (qsizetype s = 0; s < m_series.size(); ++s) {
-        const QList<HistoryPoint> &points = m_series[s].points;
-        // The visible stretch, with one point either side so lines enter and leave.
-        auto first = std::lower_bound(points.begin(), points.end(), start,
-                                      [](const HistoryPoint &p, qint64 t) { return p.msecs < t; });
-        auto last = std::upper_bound(points.begin(), points.end(), m_endMsecs,
-                                     [](qint64 t, const HistoryPoint &p) { return t < p.msecs; });
-        if (first != points.begin())
-            --first;
-        if (last != points.end())
-            ++last;
-        const QColor colour = seriesColour(s);
-        painter->setPen(linePen(colour));
-        painter->setBrush(Qt::NoBrush);
-        QList<QPoint> run;
-        qsizetype count = 0;
-        double lastX = -1e9;
-        QList<QPointF> marks;
-        const bool sparse = static_cast<double>(last - first) * markSpacing <= area.width();
-        auto flush = [&] {
-            if (!run.isEmpty())
-                drawLine(*painter, mergeColumns(run));
-            run.clear();
-        };
-        qint64 previous = 0;
-        for (auto it = first; it != last; ++it, ++count) {
-            if (count > 0 && it->msecs - previous > historyGapMsecs)
-                flush();
-            previous = it->msecs;
-            const QPointF at(xOf(it->msecs), yOf(it->percent));
-            run.append(QPoint(static_cast<int>(std::lround(at.x())), static_cast<int>(std::lround(at.y()))));
-            if (sparse && at.x() - lastX >= markSpacing) {
-                marks.append(at);
-                lastX = at.x();
-            }
+void HistoryPlot::paintSeries(QPainter &painter, const Frame &frame, qsizetype index) const
+{
+    const QList<HistoryPoint> &points = m_series[index].points;
+    // The visible stretch, with one point either side so lines enter and leave.
+    auto first = std::lower_bound(points.begin(), points.end(), frame.start,
+                                  [](const HistoryPoint &p, qint64 t) { return p.msecs < t; });
+    auto last = std::upper_bound(points.begin(), points.end(), m_endMsecs,
+                                 [](qint64 t, const HistoryPoint &p) { return t < p.msecs; });
+    if (first != points.begin())
+        --first;
+    if (last != points.end())
+        ++last;
+    const QColor colour = seriesColour(index);
+    painter.setPen(linePen(colour));
+    painter.setBrush(Qt::NoBrush);
+    QList<QPoint> run;
+    double lastX = -1e9;
+    QList<QPointF> marks;
+    const bool sparse = static_cast<double>(last - first) * markSpacing <= frame.area.width();
+    auto flush = [&] {
+        if (!run.isEmpty())
+            drawLine(painter, mergeColumns(run));
+        run.clear();
+    };
+    for (auto it = first; it != last; ++it) {
+        if (it != first && it->msecs - std::prev(it)->msecs > historyGapMsecs)
+            flush();
+        const QPointF at(frame.x(it->msecs), frame.y(it->percent));
+        run.append(QPoint(static_cast<int>(std::lround(at.x())), static_cast<int>(std::lround(at.y()))));
+        if (sparse && at.x() - lastX >= markSpacing) {
+            marks.append(at);
+            lastX = at.x();
         }
-        flush();
-        painter->setPen(Qt::NoPen);
-        painter->setBrush(colour);
-        for (const QPointF &mark : marks)
-            painter->drawEllipse(mark, markRadius, markRadius);
     }
+    flush();
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colour);
+    for (const QPointF &mark : marks)
+        painter.drawEllipse(mark, markRadius, markRadius);
+}
 
-    if (m_hoverSeries >= 0 && m_hoverSeries < m_series.size()) {
-        const QPointF at(xOf(m_hoverPoint.msecs), yOf(m_hoverPoint.percent));
-        painter->setPen(QPen(m_gridColor, 1, Qt::DashLine));
-        painter->drawLine(QPointF(at.x(), area.top()), QPointF(at.x(), area.bottom()));
-        painter->setPen(QPen(m_textColor, 1.5));
-        painter->setBrush(seriesColour(m_hoverSeries));
-        painter->drawEllipse(at, 4.5, 4.5);
-    }
+void HistoryPlot::paintHover(QPainter &painter, const Frame &frame) const
+{
+    if (m_hoverSeries < 0 || m_hoverSeries >= m_series.size())
+        return;
+    const QPointF at(frame.x(m_hoverPoint.msecs), frame.y(m_hoverPoint.percent));
+    painter.setPen(QPen(m_gridColor, 1, Qt::DashLine));
+    painter.drawLine(QPointF(at.x(), frame.area.top()), QPointF(at.x(), frame.area.bottom()));
+    painter.setPen(QPen(m_textColor, 1.5));
+    painter.setBrush(seriesColour(m_hoverSeries));
+    painter.drawEllipse(at, 4.5, 4.5);
 }
 
 void HistoryPlot::hoverMoveEvent(QHoverEvent *event)
@@ -253,9 +267,10 @@ void HistoryPlot::hoverLeaveEvent(QHoverEvent *)
 
 void HistoryPlot::pointAt(QPointF position)
 {
-    const QRectF area = plotArea();
-    const qint64 start = m_endMsecs - m_rangeDays * dayMsecs;
-    const double msecsPerPixel = static_cast<double>(m_endMsecs - start) / area.width();
+    const Frame frame = this->frame();
+    const QRectF &area = frame.area;
+    const qint64 start = frame.start;
+    const double msecsPerPixel = frame.msecsPerPixel;
     qsizetype bestSeries = -1;
     HistoryPoint bestPoint;
     double bestDistance = hoverReach;
@@ -267,9 +282,8 @@ void HistoryPlot::pointAt(QPointF position)
             auto it = std::lower_bound(points.begin(), points.end(), std::max(start, at - reach),
                                        [](const HistoryPoint &p, qint64 t) { return p.msecs < t; });
             for (; it != points.end() && it->msecs <= std::min(m_endMsecs, at + reach); ++it) {
-                const double dx = static_cast<double>(it->msecs - start) / msecsPerPixel + area.left() - position.x();
-                const double dy = area.bottom() - it->percent / 100.0 * area.height() - position.y();
-                const double distance = std::hypot(dx, dy);
+                const double distance =
+                    std::hypot(frame.x(it->msecs) - position.x(), frame.y(it->percent) - position.y());
                 if (distance < bestDistance) {
                     bestDistance = distance;
                     bestSeries = s;

@@ -67,8 +67,21 @@ protected:
     void hoverLeaveEvent(QHoverEvent *event) override;
 
 private:
+    // Where the visible stretch of time and 0..100 % fall on the item.
+    struct Frame {
+        QRectF area;
+        qint64 start = 0; // the left edge, in msecs since the epoch
+        double msecsPerPixel = 1;
+        double x(qint64 msecs) const { return area.left() + static_cast<double>(msecs - start) / msecsPerPixel; }
+        double y(double percent) const { return area.bottom() - percent / 100.0 * area.height(); }
+    };
+
     void rebuild();
     QRectF plotArea() const;
+    Frame frame() const;
+    void paintAxes(QPainter &painter, const Frame &frame) const;
+    void paintSeries(QPainter &painter, const Frame &frame, qsizetype index) const;
+    void paintHover(QPainter &painter, const Frame &frame) const;
     void pointAt(QPointF position);
 
     AppModel *m_model = nullptr;

@@ -18,8 +18,8 @@ QList<HistorySeries> buildHistorySeries(const QList<ProviderSnapshot> &snapshots
         const qint64 msecs = snapshot.collectedAt.toMSecsSinceEpoch();
         for (const UsageWindow &window : snapshot.windows) {
             const QString key = prefix + window.id;
-            auto found = indexByWindow.constFind(key);
-            if (found == indexByWindow.constEnd()) {
+            qsizetype index = indexByWindow.value(key, -1);
+            if (index < 0) {
                 // Two windows of one provider may share a label (a model's own
                 // 5-hour limit beside the main one): one line through both
                 // would zigzag between unrelated limits.
@@ -27,12 +27,13 @@ QList<HistorySeries> buildHistorySeries(const QList<ProviderSnapshot> &snapshots
                 if (names.contains(name))
                     name += QStringLiteral(" · ") + window.scope.value_or(window.id);
                 names.insert(name);
-                found = indexByWindow.insert(key, series.size());
+                index = series.size();
+                indexByWindow.insert(key, index);
                 series.append(HistorySeries{name, {}});
             }
             // NaN has no place on a 0..100 axis: it counts as nothing used.
             const double percent = std::isnan(window.usedPercent) ? 0.0 : std::clamp(window.usedPercent, 0.0, 100.0);
-            series[*found].points.append(HistoryPoint{msecs, percent});
+            series[index].points.append(HistoryPoint{msecs, percent});
         }
     }
     return series;

@@ -29,16 +29,16 @@ namespace TrayIconImage {
 QColor badgeColor(UsageLevel::Value level, bool known)
 {
     if (!known)
-        return QColor(0x5f, 0x66, 0x73);
+        return {0x5f, 0x66, 0x73};
     switch (level) {
     case UsageLevel::Critical:
-        return QColor(0xd7, 0x2d, 0x24);
+        return {0xd7, 0x2d, 0x24};
     case UsageLevel::Warning:
-        return QColor(0xe0, 0x7b, 0x00);
+        return {0xe0, 0x7b, 0x00};
     case UsageLevel::Normal:
         break;
     }
-    return QColor(0x2b, 0x6c, 0xd8);
+    return {0x2b, 0x6c, 0xd8};
 }
 
 QImage render(const QString &title, UsageLevel::Value level, int size)

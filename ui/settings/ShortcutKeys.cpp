@@ -57,10 +57,10 @@ bool isModifierOrLock(int qtKey)
 QString labelText(quint32 sym, const QString &eventText)
 {
     if ((sym >= 0x21 && sym <= 0x7e) || (sym >= 0xa1 && sym <= 0xff))
-        return QString(QChar(static_cast<char16_t>(sym)));
+        return {QChar(static_cast<char16_t>(sym))};
     for (const QChar character : eventText) {
         if (!character.isPrint())
-            return QString();
+            return {};
     }
     return eventText;
 }

@@ -1,21 +1,33 @@
-// Which source of Claude usage the collector picks, with real files and fake
-// executables.
+// Which source of Claude usage the collector picks, with real files, fake
+// executables and a clock of the test's own.
 #include "collectors/claude/ClaudeCollector.h"
 #include "model/SnapshotJson.h"
 #include "tests/support/FakeTools.h"
 #include "tests/support/ResultChecks.h"
+#include "tests/support/SnapshotSamples.h"
 #include "tests/support/TestHome.h"
 
 #include <QtTest>
 
-#include <sys/stat.h>
-
 namespace {
 
-const QByteArray kPayload =
-    R"({"model":{"display_name":"Opus 4.1"},"rate_limits":{"five_hour":{"used_percentage":42},"seven_day":{"used_percentage":13}}})";
+const QDateTime kNow = SnapshotSamples::wholeSecond();
+const QByteArray kPayload = R"({"model":{"display_name":"Opus 4.1"},
+    "rate_limits":{"five_hour":{"used_percentage":42},"seven_day":{"used_percentage":13}}})";
 const QString kNotFound =
     QStringLiteral("Claude Code was not found. Install it or set its executable path in Settings.");
+const QString kNoRefresh = QStringLiteral("Claude fallback could not refresh: ");
+
+// A fallback the last probe saved `age` seconds before kNow.
+QByteArray fallback(qint64 age)
+{
+    ProviderSnapshot saved = SnapshotSamples::connected(UsageProvider::claude, kNow.addSecs(-age),
+                                                        {SnapshotSamples::fiveHour(UsageProvider::claude, 77)});
+    saved.source = UsageSource::claudeUsageCommand;
+    saved.state = CollectorState::fallback;
+    saved.message = QStringLiteral("saved earlier");
+    return encodeFallbackSnapshot(saved);
+}
 
 } // namespace
 
@@ -27,57 +39,23 @@ private:
     std::unique_ptr<TestHome> m_home;
     std::unique_ptr<FakeTools> m_fakes;
 
-    QString payloadPath() const { return m_home->appDirectory() + QStringLiteral("/claude-statusline.json"); }
-
-    // The payload as if the helper had recorded it `age` seconds ago.
-    void recordPayload(const QByteArray &payload, qint64 age) const
+    // A collector whose search finds only what the home holds.
+    ClaudeCollector collector(const std::optional<QString> &executable) const
     {
-        m_home->writeFile(QStringLiteral(".local/share/Limitra/claude-statusline.json"), payload);
-        QFile file(payloadPath());
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.setFileTime(QDateTime::currentDateTimeUtc().addSecs(-age), QFileDevice::FileModificationTime));
-    }
-
-    void saveFallback(qint64 age, const QString &message = QStringLiteral("saved earlier")) const
-    {
-        ProviderSnapshot snapshot;
-        snapshot.provider = UsageProvider::claude;
-        snapshot.collectedAt = QDateTime::currentDateTimeUtc().addSecs(-age);
-        snapshot.source = UsageSource::claudeUsageCommand;
-        snapshot.state = CollectorState::fallback;
-        snapshot.windows = {UsageWindow{QStringLiteral("claude.five_hour"), QStringLiteral("5-hour"), 77, std::nullopt,
-                                        300, std::nullopt}};
-        snapshot.message = message;
-        m_home->writeFile(QStringLiteral(".local/share/Limitra/claude-usage-fallback.json"),
-                          encodeFallbackSnapshot(snapshot));
-    }
-
-    // A collector whose search finds only what `folder` holds.
-    ClaudeCollector collector(const std::optional<QString> &override, double probeTimeout = 20) const
-    {
-        return ClaudeCollector({.payloadPath = payloadPath(),
-                                .executableOverride = override,
+        return ClaudeCollector({.payloadPath = m_home->appDirectory() + QStringLiteral("/claude-statusline.json"),
+                                .executableOverride = executable,
                                 .liveInterval = 300,
-                                .probeTimeout = probeTimeout,
-                                .searchPlaces = {.path = QString(), .home = m_home->path(), .fixed = {}}});
+                                .searchPlaces = {.path = QString(), .home = m_home->path(), .fixed = {}},
+                                .clock = [] { return kNow; }});
     }
-
-    bool probeRan() const { return !m_fakes->claudeLog().isEmpty(); }
 
 private Q_SLOTS:
     void init();
     void cleanup();
 
-    void recentPayloadWins();
-    void oldPayloadWithoutClaude();
-    void equalTimesPreferThePayload();
-    void recentFallbackBeatsEmptyPayload();
-    void nothingAtAll();
-    void probeRefreshesTheFallback();
-    void probeFailureKeepsTheBestCandidate();
-    void brokenFallbackIsIgnoredAndReplaced();
-    void fallbackThatCannotBeSaved();
-    void collectRunsOffTheCallingThread();
+    void sourceChoice_data();
+    void sourceChoice();
+    void probeResultIsReusedAndRunsOffTheCallingThread();
 };
 
 void ClaudeCollectorTest::init()
@@ -95,148 +73,103 @@ void ClaudeCollectorTest::cleanup()
     m_home.reset();
 }
 
-void ClaudeCollectorTest::recentPayloadWins()
+void ClaudeCollectorTest::sourceChoice_data()
 {
-    recordPayload(kPayload, 60);
-    saveFallback(10 * 60);
-    const ProviderSnapshot snapshot = collector(m_fakes->claude(QStringLiteral("screen"))).collectNow();
-    QCOMPARE(snapshot.state, CollectorState::connected);
-    QCOMPARE(snapshot.source, UsageSource::claudeStatusLine);
-    QCOMPARE(snapshot.windows.size(), 2);
-    QCOMPARE(snapshot.message, std::nullopt);
-    QVERIFY(!probeRan());
+    QTest::addColumn<QByteArray>("payload"); // empty: none recorded
+    QTest::addColumn<qint64>("payloadAge");
+    QTest::addColumn<QByteArray>("saved"); // the fallback file; empty: none; "/": a folder in its place
+    QTest::addColumn<QString>("claude");   // the fake's scenario; empty: no `claude` anywhere
+    QTest::addColumn<UsageSource>("source");
+    QTest::addColumn<CollectorState>("state");
+    QTest::addColumn<QString>("message"); // empty: none
+    QTest::addColumn<double>("used");     // of the first window; -1: no windows
+
+    const UsageSource line = UsageSource::claudeStatusLine;
+    const UsageSource probe = UsageSource::claudeUsageCommand;
+    QTest::newRow("recent payload wins") << kPayload << qint64(60) << fallback(600) << "screen" << line
+                                         << CollectorState::connected << "" << 42.0;
+    QTest::newRow("payload at the limit")
+        << kPayload << qint64(300) << QByteArray() << "screen" << line << CollectorState::connected << "" << 42.0;
+    QTest::newRow("old payload, no claude")
+        << kPayload << qint64(301) << QByteArray() << "" << line << CollectorState::stale << kNotFound << 42.0;
+    QTest::newRow("equal times prefer the payload")
+        << kPayload << qint64(400) << fallback(400) << "" << line << CollectorState::stale << kNotFound << 42.0;
+    QTest::newRow("recent fallback beats an empty payload")
+        << QByteArray(R"({"rate_limits":{}})") << qint64(30) << fallback(100) << "screen" << probe
+        << CollectorState::fallback << "saved earlier" << 77.0;
+    QTest::newRow("nothing at all") << QByteArray() << qint64(0) << QByteArray() << "" << probe
+                                    << CollectorState::unavailable << kNotFound << -1.0;
+    QTest::newRow("probe fails, the old fallback stays")
+        << QByteArray() << qint64(0) << fallback(3600) << "signed-out" << probe << CollectorState::stale
+        << kNoRefresh + "Claude Code is not signed in. Run `claude auth login` and try again." << 77.0;
+    QTest::newRow("probe result cannot be saved")
+        << kPayload << qint64(3600) << QByteArray("/") << "screen" << line << CollectorState::stale
+        << kNoRefresh + "Could not write %1: Is a directory" << 42.0;
 }
 
-void ClaudeCollectorTest::oldPayloadWithoutClaude()
+void ClaudeCollectorTest::sourceChoice()
 {
-    recordPayload(kPayload, 305);
-    const QDateTime recordedAt = QFileInfo(payloadPath()).lastModified().toUTC();
-    const ProviderSnapshot snapshot = collector(m_home->path() + QStringLiteral("/no-claude")).collectNow();
-    QCOMPARE(snapshot.state, CollectorState::stale);
-    QCOMPARE(snapshot.source, UsageSource::claudeStatusLine);
-    QCOMPARE(snapshot.message, kNotFound);
-    QCOMPARE(snapshot.windows.size(), 2);
-    QCOMPARE(snapshot.modelName, QStringLiteral("Opus 4.1"));
-    QCOMPARE(snapshot.collectedAt.toMSecsSinceEpoch() / 1000, recordedAt.toMSecsSinceEpoch() / 1000);
-}
+    QFETCH(QByteArray, payload);
+    QFETCH(qint64, payloadAge);
+    QFETCH(QByteArray, saved);
+    QFETCH(QString, claude);
+    QFETCH(UsageSource, source);
+    QFETCH(CollectorState, state);
+    QFETCH(QString, message);
+    QFETCH(double, used);
+    if (!payload.isEmpty()) {
+        QFile file(m_home->writeFile(QStringLiteral(".local/share/Limitra/claude-statusline.json"), payload));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(kNow.addSecs(-payloadAge), QFileDevice::FileModificationTime));
+    }
+    const QString fallbackPath = ClaudeCollector::fallbackPath();
+    if (saved == "/")
+        QVERIFY(QDir().mkpath(fallbackPath));
+    else if (!saved.isEmpty())
+        m_home->writeFile(QStringLiteral(".local/share/Limitra/claude-usage-fallback.json"), saved);
+    const std::optional<QString> executable =
+        claude.isEmpty() ? m_home->path() + QStringLiteral("/no-claude") : m_fakes->claude(claude);
 
-void ClaudeCollectorTest::equalTimesPreferThePayload()
-{
-    recordPayload(kPayload, 30);
-    // The fallback saved at the payload's exact moment.
-    ProviderSnapshot fallback;
-    fallback.provider = UsageProvider::claude;
-    fallback.collectedAt = QFileInfo(payloadPath()).lastModified().toUTC();
-    fallback.source = UsageSource::claudeUsageCommand;
-    fallback.state = CollectorState::fallback;
-    fallback.windows = {
-        UsageWindow{QStringLiteral("claude.five_hour"), QStringLiteral("5-hour"), 1, std::nullopt, 300, std::nullopt}};
-    m_home->writeFile(QStringLiteral(".local/share/Limitra/claude-usage-fallback.json"),
-                      encodeFallbackSnapshot(fallback));
-    const ProviderSnapshot snapshot = collector(std::nullopt).collectNow();
-    QCOMPARE(snapshot.source, UsageSource::claudeStatusLine);
-}
-
-void ClaudeCollectorTest::recentFallbackBeatsEmptyPayload()
-{
-    recordPayload(R"({"rate_limits":{}})", 30);
-    saveFallback(100);
-    const ProviderSnapshot snapshot = collector(m_fakes->claude(QStringLiteral("screen"))).collectNow();
-    QCOMPARE(snapshot.source, UsageSource::claudeUsageCommand);
-    QCOMPARE(snapshot.state, CollectorState::fallback);
-    QCOMPARE(snapshot.message, QStringLiteral("saved earlier"));
-    QCOMPARE(snapshot.windows.first().usedPercent, 77.0);
-    QVERIFY(!probeRan());
-}
-
-void ClaudeCollectorTest::nothingAtAll()
-{
-    const ProviderSnapshot snapshot = collector(std::nullopt).collectNow();
-    QCOMPARE(snapshot.state, CollectorState::unavailable);
-    QCOMPARE(snapshot.source, UsageSource::claudeUsageCommand);
+    // A probe that cannot succeed ends at once.
+    const ProviderSnapshot snapshot = collector(executable).collectNow();
     QCOMPARE(snapshot.provider, UsageProvider::claude);
-    QCOMPARE(snapshot.message, kNotFound);
-    QVERIFY(snapshot.windows.isEmpty());
-    QVERIFY(qAbs(snapshot.collectedAt.secsTo(QDateTime::currentDateTimeUtc())) < 5);
+    QCOMPARE(snapshot.source, source);
+    QCOMPARE(snapshot.state, state);
+    QCOMPARE(snapshot.message.value_or(QString()), QString(message).replace(QStringLiteral("%1"), fallbackPath));
+    QCOMPARE(snapshot.windows.isEmpty() ? -1.0 : snapshot.windows.first().usedPercent, used);
+    if (snapshot.windows.isEmpty())
+        QCOMPARE(snapshot.collectedAt, kNow);
+    if (source == UsageSource::claudeStatusLine && !payload.isEmpty())
+        QCOMPARE(snapshot.collectedAt, kNow.addSecs(-payloadAge));
 }
 
-void ClaudeCollectorTest::probeRefreshesTheFallback()
+void ClaudeCollectorTest::probeResultIsReusedAndRunsOffTheCallingThread()
 {
-    recordPayload(kPayload, 3600);
+    // Only a fallback that cannot be read: the probe answers, off the calling
+    // thread, and its result is saved for the next round.
+    m_home->writeFile(QStringLiteral(".local/share/Limitra/claude-usage-fallback.json"), "{not json");
     const QString claude = m_fakes->claude(QStringLiteral("screen"));
-    const ProviderSnapshot snapshot = collector(claude).collectNow();
-    QCOMPARE(snapshot.source, UsageSource::claudeUsageCommand);
-    QCOMPARE(snapshot.state, CollectorState::fallback);
-    QCOMPARE(snapshot.planName, QStringLiteral("Max"));
-    QVERIFY(probeRan());
-
-    // Saved compact, private, and decodable to the same snapshot.
-    const QString fallback = ClaudeCollector::fallbackPath();
-    const QByteArray saved = readAll(fallback);
-    QVERIFY(!saved.contains('\n'));
-    Result<ProviderSnapshot> decoded = decodeFallbackSnapshot(saved);
-    QVERIFY_OK(decoded);
-    QCOMPARE(*decoded, snapshot);
-    struct stat info = {};
-    QCOMPARE(::stat(QFile::encodeName(fallback).constData(), &info), 0);
-    QCOMPARE(info.st_mode & 0777, 0600u);
+    auto threads = std::make_shared<QSet<QThread *>>();
+    ClaudeCollector::Settings settings{.payloadPath = m_home->appDirectory() + QStringLiteral("/none.json"),
+                                       .executableOverride = claude,
+                                       .searchPlaces = {.path = QString(), .home = m_home->path(), .fixed = {}},
+                                       .clock = [threads] {
+                                           threads->insert(QThread::currentThread());
+                                           return kNow;
+                                       }};
+    ClaudeCollector background(settings);
+    QCOMPARE(background.provider(), UsageProvider::claude);
+    Result<ProviderSnapshot> probed = background.collect().result();
+    QVERIFY_OK(probed);
+    QCOMPARE(probed->state, CollectorState::fallback);
+    QCOMPARE(probed->windows.first().usedPercent, 31.0);
+    QVERIFY(!threads->isEmpty());
+    QVERIFY(!threads->contains(QThread::currentThread()));
 
     // The next round within the live interval reuses it without a probe.
     const qsizetype started = m_fakes->claudeLog().size();
-    const ProviderSnapshot again = collector(claude).collectNow();
-    QCOMPARE(again, snapshot);
+    QCOMPARE(ClaudeCollector(settings).collectNow(), *probed);
     QCOMPARE(m_fakes->claudeLog().size(), started);
-}
-
-void ClaudeCollectorTest::probeFailureKeepsTheBestCandidate()
-{
-    saveFallback(3600, QStringLiteral("old message"));
-    const ProviderSnapshot stale = collector(m_fakes->claude(QStringLiteral("signed-out"))).collectNow();
-    QCOMPARE(stale.state, CollectorState::stale);
-    QCOMPARE(stale.message, QStringLiteral("Claude fallback could not refresh: Claude Code is not signed in. "
-                                           "Run `claude auth login` and try again."));
-    QCOMPARE(stale.windows.first().usedPercent, 77.0);
-
-    // Without any candidate, a timed-out probe leaves an empty snapshot.
-    QVERIFY(QFile::remove(ClaudeCollector::fallbackPath()));
-    const ProviderSnapshot empty = collector(m_fakes->claude(QStringLiteral("trust-other")), 1).collectNow();
-    QCOMPARE(empty.state, CollectorState::unavailable);
-    QCOMPARE(empty.message, QStringLiteral("Claude fallback could not refresh: The provider returned an unsupported "
-                                           "response: Claude /usage did not contain recognizable plan limits"));
-    QVERIFY(!QFile::exists(ClaudeCollector::fallbackPath()));
-}
-
-void ClaudeCollectorTest::brokenFallbackIsIgnoredAndReplaced()
-{
-    m_home->writeFile(QStringLiteral(".local/share/Limitra/claude-usage-fallback.json"), "{not json");
-    const ProviderSnapshot snapshot = collector(m_fakes->claude(QStringLiteral("screen"))).collectNow();
-    QCOMPARE(snapshot.state, CollectorState::fallback);
-    QVERIFY(decodeFallbackSnapshot(readAll(ClaudeCollector::fallbackPath())).ok());
-}
-
-void ClaudeCollectorTest::fallbackThatCannotBeSaved()
-{
-    recordPayload(kPayload, 3600);
-    QVERIFY(QDir().mkpath(ClaudeCollector::fallbackPath())); // a folder where the file belongs
-    const ProviderSnapshot snapshot = collector(m_fakes->claude(QStringLiteral("screen"))).collectNow();
-    QCOMPARE(snapshot.state, CollectorState::stale);
-    QCOMPARE(snapshot.source, UsageSource::claudeStatusLine); // the probe's snapshot is dropped
-    QCOMPARE(snapshot.message, QStringLiteral("Claude fallback could not refresh: Could not write %1: Is a directory")
-                                   .arg(ClaudeCollector::fallbackPath()));
-}
-
-void ClaudeCollectorTest::collectRunsOffTheCallingThread()
-{
-    ClaudeCollector slow = collector(m_fakes->claude(QStringLiteral("screen"), 1.5));
-    QCOMPARE(slow.provider(), UsageProvider::claude);
-    QElapsedTimer timer;
-    timer.start();
-    QFuture<Result<ProviderSnapshot>> future = slow.collect();
-    QVERIFY(timer.elapsed() < 500);
-    QVERIFY(!future.isFinished());
-    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 30000);
-    QVERIFY_OK(future.result());
-    QCOMPARE(future.result()->state, CollectorState::fallback);
 }
 
 QTEST_GUILESS_MAIN(ClaudeCollectorTest)

@@ -72,14 +72,12 @@ private Q_SLOTS:
     void redrawnScreenGivesWindowsOnce();
     void headersAndReach_data();
     void headersAndReach();
-    void noWindowsIsAnError();
     void accountLine_data();
     void accountLine();
     void numbers_data();
     void numbers();
     void resets_data();
     void resets();
-    void resetWithoutZoneUsesSystemZone();
     void screenStates_data();
     void screenStates();
 };
@@ -148,22 +146,19 @@ void ClaudeUsageTextDecoderTest::headersAndReach_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("ids");
-    QTest::newRow("any case") << "current SESSION\n45% used" << QStringList{QStringLiteral("claude.five_hour")};
+    QTest::newRow("no window at all") << "Welcome to Claude Code\nNot logged in" << QStringList();
     QTest::newRow("session with suffix is no header") << "Current session (5h)\n45% used" << QStringList();
     QTest::newRow("usage line four lines down")
         << "Current session\na\nb\nc\n10% Used" << QStringList{QStringLiteral("claude.five_hour")};
     QTest::newRow("usage line five lines down") << "Current session\na\nb\nc\nd\n10% used" << QStringList();
     QTest::newRow("blank lines do not count")
         << "Current session\n\n\n  \n\na\n\n10% used" << QStringList{QStringLiteral("claude.five_hour")};
-    QTest::newRow("header without percentage") << "Current session\nno numbers used here\n" << QStringList();
     QTest::newRow("all models any case") << "CURRENT WEEK (All Models)\n5% used"
                                          << QStringList{QStringLiteral("claude.seven_day")};
     QTest::newRow("empty parentheses") << "Current week ()\n5% used" << QStringList{QStringLiteral("claude._weekly")};
     QTest::newRow("header inside a usage reach")
         << "Current session\nCurrent week (all models)\n5% used"
         << QStringList{QStringLiteral("claude.five_hour"), QStringLiteral("claude.seven_day")};
-    QTest::newRow("spaces drawn as cursor moves")
-        << QStringLiteral("Current\x1B[9Gsession\n45%\x1B[2Cused") << QStringList{QStringLiteral("claude.five_hour")};
     QTest::newRow("unicode line separator")
         << QStringLiteral("Current session\u202812% used") << QStringList{QStringLiteral("claude.five_hour")};
 }
@@ -174,20 +169,11 @@ void ClaudeUsageTextDecoderTest::headersAndReach()
     QFETCH(QStringList, ids);
     Result<ProviderSnapshot> result = ClaudeUsageTextDecoder::decode(text, kNow);
     QStringList found;
-    if (result) {
-        for (const UsageWindow &window : result->windows)
-            found.append(window.id);
+    for (const UsageWindow &window : result ? result->windows : QList<UsageWindow>()) {
+        found.append(window.id);
+        QVERIFY(window.usedPercent > 0);
     }
     QCOMPARE(found, ids);
-}
-
-void ClaudeUsageTextDecoderTest::noWindowsIsAnError()
-{
-    Result<ProviderSnapshot> result =
-        ClaudeUsageTextDecoder::decode(QStringLiteral("Welcome to Claude Code\nNot logged in"), kNow);
-    QVERIFY(!result.ok());
-    QCOMPARE(result.error().description(), QStringLiteral("The provider returned an unsupported response: "
-                                                          "Claude /usage did not contain plan percentages"));
 }
 
 void ClaudeUsageTextDecoderTest::accountLine_data()
@@ -195,17 +181,9 @@ void ClaudeUsageTextDecoderTest::accountLine_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("plan");  // "-" for none
     QTest::addColumn<QString>("model"); // "-" for none
-    QTest::newRow("full") << "Opus 4.1 · Claude Max · someone's Organization"
-                          << "Max"
-                          << "Opus 4.1";
-    QTest::newRow("two words") << "Sonnet 4.5 · Claude Team Premium · Acme"
-                               << "Team Premium"
+    QTest::newRow("two words") << QString("Sonnet 4.5 · Claude Team Premium · Acme") << "Team Premium"
                                << "Sonnet 4.5";
-    QTest::newRow("no organisation") << "Opus 5.5 · Claude Max"
-                                     << "Max"
-                                     << "Opus 5.5";
-    QTest::newRow("no account line") << "Claude Max"
-                                     << "-"
+    QTest::newRow("no account line") << QString("Claude Max") << "-"
                                      << "-";
 }
 
@@ -243,12 +221,6 @@ void ClaudeUsageTextDecoderTest::numbers()
     QFETCH(QVariant, number);
     const std::optional<double> found = ClaudeUsageTextDecoder::usedPercent(line);
     QCOMPARE(found, number.isValid() ? std::optional<double>(number.toDouble()) : std::nullopt);
-
-    // Through the decoder, colour codes around the number are gone.
-    Result<ProviderSnapshot> coloured =
-        ClaudeUsageTextDecoder::decode(QStringLiteral("Current session\n\x1B[1;31m45\x1B[0m% used"), kNow);
-    QVERIFY_OK(coloured);
-    QCOMPARE(coloured->windows.first().usedPercent, 45.0);
 }
 
 void ClaudeUsageTextDecoderTest::resets_data()
@@ -257,9 +229,7 @@ void ClaudeUsageTextDecoderTest::resets_data()
     QTest::addColumn<QDateTime>("now");
     QTest::addColumn<QDateTime>("expected"); // invalid: none
 
-    QTest::newRow("time later today") << "Resets 2:59pm (Europe/Berlin)" << kNow << berlin(2026, 11, 15, 14, 59);
     QTest::newRow("time already passed") << "Resets 9:00am (Europe/Berlin)" << kNow << berlin(2026, 11, 16, 9);
-    QTest::newRow("date this year") << "Resets Nov 20 at 3pm (Europe/Berlin)" << kNow << berlin(2026, 11, 20, 15);
     QTest::newRow("date across the year end") << "Resets Jan 2 at 5am (Europe/Berlin)" << kNow << berlin(2027, 1, 2, 5);
     QTest::newRow("date within a day back stays")
         << "Resets Nov 14 at 11am (Europe/Berlin)" << kNow << berlin(2026, 11, 14, 11);
@@ -267,13 +237,8 @@ void ClaudeUsageTextDecoderTest::resets_data()
                                           << QDateTime(QDate(2026, 11, 15), QTime(22, 0), kLosAngeles).toUTC();
     QTest::newRow("date with comma") << "Resets Mar 5, 7pm (America/Los_Angeles)" << kNow
                                      << QDateTime(QDate(2027, 3, 5), QTime(19, 0), kLosAngeles).toUTC();
-    QTest::newRow("date with comma and minutes")
-        << "Resets Mar 20, 12:30pm (America/Chicago)" << kNow
-        << QDateTime(QDate(2027, 3, 20), QTime(12, 30), QTimeZone("America/Chicago")).toUTC();
-    QTest::newRow("date with its year") << "Resets Jan 6, 2027, 1:48am (UTC)" << kNow << utc(2027, 1, 6, 1, 48);
     QTest::newRow("date with its year, past") << "Resets Jan 6, 2026, 1:48am (UTC)" << kNow << utc(2026, 1, 6, 1, 48);
     QTest::newRow("date with a year that lacks it") << "Resets Feb 29, 2027, 1am (UTC)" << kNow << QDateTime();
-    QTest::newRow("date without time") << "Resets Dec 1 (UTC)" << kNow << utc(2026, 12, 1, 0);
     QTest::newRow("date with minutes and at")
         << "Resets Dec 1 at 3:15pm (Europe/Berlin)" << kNow << berlin(2026, 12, 1, 15, 15);
     // kNow is a Sunday; the next Saturday is six days on.
@@ -291,6 +256,12 @@ void ClaudeUsageTextDecoderTest::resets_data()
     QTest::newRow("no such day") << "Resets Feb 30 at 3pm (Europe/Berlin)" << kNow << QDateTime();
     QTest::newRow("not a month") << "Resets Foo 3 at 3pm (Europe/Berlin)" << kNow << QDateTime();
     QTest::newRow("no time") << "Resets soon" << kNow << QDateTime();
+    // Without a zone, or with one nobody knows, the system's zone counts.
+    const QTimeZone system = QTimeZone::systemTimeZone();
+    const QDateTime june = QDateTime(QDate(2026, 6, 10), QTime(8, 0), system);
+    const QDateTime afternoon = QDateTime(QDate(2026, 6, 10), QTime(15, 0), system).toUTC();
+    QTest::newRow("no zone") << "Resets 3pm" << june << afternoon;
+    QTest::newRow("unknown zone") << "Resets 3pm (Mars/Olympus)" << june << afternoon;
 }
 
 void ClaudeUsageTextDecoderTest::resets()
@@ -307,17 +278,6 @@ void ClaudeUsageTextDecoderTest::resets()
     QCOMPARE(reset->toUTC(), expected);
 }
 
-void ClaudeUsageTextDecoderTest::resetWithoutZoneUsesSystemZone()
-{
-    const QTimeZone system = QTimeZone::systemTimeZone();
-    const QDateTime now = QDateTime(QDate(2026, 6, 10), QTime(8, 0), system);
-    QCOMPARE(ClaudeUsageTextDecoder::parseReset(QStringLiteral("Resets 3pm"), now),
-             QDateTime(QDate(2026, 6, 10), QTime(15, 0), system).toUTC());
-    // An unknown zone name counts as none.
-    QCOMPARE(ClaudeUsageTextDecoder::parseReset(QStringLiteral("Resets 3pm (Mars/Olympus)"), now),
-             QDateTime(QDate(2026, 6, 10), QTime(15, 0), system).toUTC());
-}
-
 void ClaudeUsageTextDecoderTest::screenStates_data()
 {
     QTest::addColumn<QString>("text");
@@ -328,7 +288,6 @@ void ClaudeUsageTextDecoderTest::screenStates_data()
     const QString loading = QStringLiteral("Settings  Status   Config   Usage\r\nLoading usage data…\r\n"
                                            "←/→ to switch · Esc to close");
     QTest::newRow("today's screen") << todaysScreen() << true << false;
-    QTest::newRow("older screen") << usageScreen() << true << false;
     QTest::newRow("loading, then the sections without their footer")
         << loading + QStringLiteral("\r\nCurrent session\r\n1% 1% used") << false << false;
     QTest::newRow("trust question, then the loading screen") << trust + loading << false << false;

@@ -1,5 +1,5 @@
-// Settings and folders the user may not write. Runs as an unprivileged user
-// (the test wrapper drops root), since root may write anything.
+// Settings the user may not write. Runs as an unprivileged user (the test
+// wrapper drops root), since root may write anything.
 #include "collectors/claude/ClaudeIntegrationManager.h"
 #include "tests/support/TestHome.h"
 
@@ -7,33 +7,14 @@
 
 #include <unistd.h>
 
-namespace {
-
-const QString kExecutable = QStringLiteral("/opt/Limitra/limitra");
-const QByteArray kSettings = R"({"statusLine": {"type": "command", "command": "mine"}, "theme": "dark"})";
-
-} // namespace
-
 class UnwritableSettingsTest : public QObject
 {
     Q_OBJECT
 
-private:
-    std::unique_ptr<TestHome> m_home;
-    QString backupFile() const { return m_home->appDirectory() + QStringLiteral("/claude-statusline-backup.json"); }
-    QStringList claudeFolderEntries() const
-    {
-        return QDir(m_home->path() + QStringLiteral("/.claude")).entryList(QDir::Files | QDir::Hidden);
-    }
-
 private Q_SLOTS:
     void initTestCase();
-    void init();
-    void cleanup();
-    void readOnlySettingsFile();
-    void readOnlySettingsFolder();
-    void readOnlyApplicationFolder();
-    void removalFromReadOnlySettings();
+    void readOnly_data();
+    void readOnly();
 };
 
 void UnwritableSettingsTest::initTestCase()
@@ -41,66 +22,41 @@ void UnwritableSettingsTest::initTestCase()
     QVERIFY2(::geteuid() != 0, "these checks mean nothing for root; run through tests/support/run-unprivileged");
 }
 
-void UnwritableSettingsTest::init()
+void UnwritableSettingsTest::readOnly_data()
 {
-    m_home = std::make_unique<TestHome>();
-    m_home->activate();
-    m_home->writeFile(QStringLiteral(".claude/settings.json"), kSettings);
+    QTest::addColumn<QString>("readOnly");
+    QTest::addColumn<bool>("installFirst"); // then the removal is refused
+    QTest::newRow("settings file") << ".claude/settings.json" << false;
+    QTest::newRow("settings folder") << ".claude" << false;
+    QTest::newRow("removal from a read-only settings file") << ".claude/settings.json" << true;
 }
 
-void UnwritableSettingsTest::cleanup()
+void UnwritableSettingsTest::readOnly()
 {
-    // Give write access back so the temporary home can be removed.
-    for (const QString &folder : {QStringLiteral("/.claude"), QStringLiteral("/.local/share/Limitra")})
-        QFile::setPermissions(m_home->path() + folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    m_home.reset();
-}
+    QFETCH(QString, readOnly);
+    QFETCH(bool, installFirst);
+    TestHome home;
+    home.activate();
+    home.writeFile(QStringLiteral(".claude/settings.json"),
+                   R"({"statusLine": {"type": "command", "command": "mine"}})");
+    const QString backup = home.appDirectory() + QStringLiteral("/claude-statusline-backup.json");
+    if (installFirst)
+        QVERIFY(ClaudeIntegrationManager::install(QStringLiteral("/opt/Limitra/limitra")).ok());
+    const QByteArray settings = readAll(home.claudeSettings());
+    const QByteArray saved = readAll(backup);
+    const QString path = home.path() + QLatin1Char('/') + readOnly;
+    QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner));
 
-void UnwritableSettingsTest::readOnlySettingsFile()
-{
-    QVERIFY(QFile::setPermissions(m_home->claudeSettings(), QFile::ReadOwner));
-    Result<void> installed = ClaudeIntegrationManager::install(kExecutable);
-    QVERIFY(!installed.ok());
-    QVERIFY2(installed.error().description().contains(QLatin1String("Permission denied")),
-             qPrintable(installed.error().description()));
-    QCOMPARE(readAll(m_home->claudeSettings()), kSettings);
-    QVERIFY(!QFile::exists(backupFile()));
-    QCOMPARE(claudeFolderEntries(), QStringList{QStringLiteral("settings.json")});
-}
-
-void UnwritableSettingsTest::readOnlySettingsFolder()
-{
-    QVERIFY(QFile::setPermissions(m_home->path() + QStringLiteral("/.claude"), QFile::ReadOwner | QFile::ExeOwner));
-    Result<void> installed = ClaudeIntegrationManager::install(kExecutable);
-    QVERIFY(!installed.ok());
-    QCOMPARE(readAll(m_home->claudeSettings()), kSettings);
-    QVERIFY(!QFile::exists(backupFile()));
-    QCOMPARE(claudeFolderEntries(), QStringList{QStringLiteral("settings.json")});
-}
-
-void UnwritableSettingsTest::readOnlyApplicationFolder()
-{
-    QVERIFY(QDir().mkpath(m_home->appDirectory()));
-    QVERIFY(QFile::setPermissions(m_home->appDirectory(), QFile::ReadOwner | QFile::ExeOwner));
-    Result<void> installed = ClaudeIntegrationManager::install(kExecutable);
-    QVERIFY(!installed.ok());
-    QVERIFY2(installed.error().description().contains(QLatin1String("claude-statusline-backup.json")),
-             qPrintable(installed.error().description()));
-    QCOMPARE(readAll(m_home->claudeSettings()), kSettings);
-    QCOMPARE(claudeFolderEntries(), QStringList{QStringLiteral("settings.json")});
-}
-
-void UnwritableSettingsTest::removalFromReadOnlySettings()
-{
-    QVERIFY(ClaudeIntegrationManager::install(kExecutable).ok());
-    const QByteArray installed = readAll(m_home->claudeSettings());
-    const QByteArray backup = readAll(backupFile());
-    QVERIFY(QFile::setPermissions(m_home->claudeSettings(), QFile::ReadOwner));
-
-    QVERIFY(!ClaudeIntegrationManager::uninstall().ok());
-    QCOMPARE(readAll(m_home->claudeSettings()), installed);
-    QCOMPARE(readAll(backupFile()), backup);
-    QVERIFY(ClaudeIntegrationManager::isInstalled());
+    Result<void> changed = installFirst ? ClaudeIntegrationManager::uninstall()
+                                        : ClaudeIntegrationManager::install(QStringLiteral("/opt/Limitra/limitra"));
+    QVERIFY(!changed.ok());
+    QVERIFY2(changed.error().description().contains(QLatin1String("Permission denied")),
+             qPrintable(changed.error().description()));
+    QCOMPARE(readAll(home.claudeSettings()), settings);
+    QCOMPARE(readAll(backup), saved);
+    QCOMPARE(QDir(home.path() + QStringLiteral("/.claude")).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    QCOMPARE(ClaudeIntegrationManager::isInstalled(), installFirst);
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 QTEST_GUILESS_MAIN(UnwritableSettingsTest)
