@@ -1,7 +1,7 @@
 // The dashboard's settings pages as a person uses them: each control is
 // clicked or typed into, and the model follows. Every page is also grabbed,
 // some in a dark palette. The test runs on an X server of its own
-// (xvfb-run), so that the shortcut recorder gets its keys from xdotool with
+// (tests/support/with-xvfb), so that the shortcut recorder gets its keys from xdotool with
 // the keysyms a real keyboard gives.
 #include "tests/ui/ViewTestApplication.h"
 
