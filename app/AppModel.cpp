@@ -139,26 +139,41 @@ QFuture<void> AppModel::start()
     auto done = std::make_shared<QPromise<void>>();
     done->start();
     whenFinished(m_services.archive->load(), this, [this, done](const Result<QList<ProviderSnapshot>> &loaded) {
-        if (loaded) {
-            setHistory(*loaded);
-            QMap<UsageProvider, ProviderSnapshot> latest;
-            for (UsageProvider provider : visibleProviders()) {
-                const ProviderSnapshot *newest = nullptr;
-                for (const ProviderSnapshot &snapshot : m_history) {
-                    if (snapshot.provider == provider && (!newest || newest->collectedAt < snapshot.collectedAt))
-                        newest = &snapshot;
-                }
-                if (newest)
-                    latest.insert(provider, *newest);
-            }
-            setLatest(latest);
-        }
-        whenFinished(refresh(), this, [this, done] {
-            scheduleNextRound();
-            done->finish();
+        const QList<ProviderSnapshot> history = loaded ? *loaded : QList<ProviderSnapshot>();
+        // The forecasters learn the whole history off the main thread: a
+        // fifth of a second at 90 days, which the first window would wait for.
+        QFuture<UsageForecasts> learnt = runOn(*QThreadPool::globalInstance(), [history] {
+            UsageForecasts forecasts;
+            forecasts.teach(history);
+            return forecasts;
+        });
+        whenFinished(learnt, this, [this, done, history, ok = loaded.ok()](const UsageForecasts &forecasts) {
+            m_forecasts = forecasts;
+            if (ok)
+                showArchived(history);
+            whenFinished(refresh(), this, [this, done] {
+                scheduleNextRound();
+                done->finish();
+            });
         });
     });
     return done->future();
+}
+
+void AppModel::showArchived(const QList<ProviderSnapshot> &history)
+{
+    setHistory(history);
+    QMap<UsageProvider, ProviderSnapshot> latest;
+    for (UsageProvider provider : visibleProviders()) {
+        const ProviderSnapshot *newest = nullptr;
+        for (const ProviderSnapshot &snapshot : m_history) {
+            if (snapshot.provider == provider && (!newest || newest->collectedAt < snapshot.collectedAt))
+                newest = &snapshot;
+        }
+        if (newest)
+            latest.insert(provider, *newest);
+    }
+    setLatest(latest);
 }
 
 void AppModel::scheduleNextRound()

@@ -203,6 +203,8 @@ private:
                      const std::shared_ptr<QPromise<void>> &done);
     void exportWidgetSnapshot();
     void scheduleNextRound();
+    // The archive's snapshots as the history, and the newest of each visible provider as the latest.
+    void showArchived(const QList<ProviderSnapshot> &history);
     void setLatest(QMap<UsageProvider, ProviderSnapshot> latest);
     void setHistory(QList<ProviderSnapshot> history);
     // Forecasts the latest snapshots again, after the history or them changed.

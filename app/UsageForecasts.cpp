@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-void UsageForecasts::update(const QList<ProviderSnapshot> &history, const QMap<UsageProvider, ProviderSnapshot> &latest,
-                            const QDateTime &now)
+void UsageForecasts::teach(const QList<ProviderSnapshot> &history)
 {
     // The history only grows at its end (pruning takes from the start), so the
     // new snapshots are at the end, from the newest taught on. (An invalid
@@ -23,6 +22,12 @@ void UsageForecasts::update(const QList<ProviderSnapshot> &history, const QMap<U
         known->second.add(snapshot);
         m_taughtUpTo[snapshot.provider] = snapshot.collectedAt;
     }
+}
+
+void UsageForecasts::update(const QList<ProviderSnapshot> &history, const QMap<UsageProvider, ProviderSnapshot> &latest,
+                            const QDateTime &now)
+{
+    teach(history);
     m_forecasts.clear();
     for (const ProviderSnapshot &snapshot : latest) {
         const auto [forecaster, added] = m_forecasters.try_emplace(snapshot.provider, snapshot.provider);
