@@ -16,6 +16,17 @@ bool seenBefore(const QList<UsageWindow> &windows, qsizetype index)
                        [&](const UsageWindow &window) { return window.id == windows[index].id; });
 }
 
+// Whether a full window of `windows` keeps `window` from growing until its
+// reset: a provider refuses all use while any of its limits is reached, so a
+// window that resets before the full one does cannot run out.
+bool blockedUntilItsReset(const QList<UsageWindow> &windows, const UsageWindow &window, const QDateTime &now)
+{
+    return std::any_of(windows.cbegin(), windows.cend(), [&](const UsageWindow &other) {
+        return other.id != window.id && other.usedPercent >= 100 && other.resetsAt && *other.resetsAt > now
+               && *other.resetsAt >= *window.resetsAt;
+    });
+}
+
 } // namespace
 
 ProviderForecaster::ProviderForecaster(UsageProvider provider)
@@ -57,7 +68,7 @@ std::vector<WindowForecast> ProviderForecaster::forecast(const ProviderSnapshot 
         WindowForecast forecast{latest.provider, window.id, windowPace(window, now), std::nullopt};
         const auto track = std::find_if(m_tracks.cbegin(), m_tracks.cend(),
                                         [&](const WindowTrack &candidate) { return candidate.id() == window.id; });
-        if (window.resetsAt && track != m_tracks.cend()) {
+        if (window.resetsAt && track != m_tracks.cend() && !blockedUntilItsReset(latest.windows, window, now)) {
             const std::optional<double> runsOut =
                 track->runsOutAt(nowSeconds, window.usedPercent, seconds(*window.resetsAt));
             if (runsOut) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 namespace {
 
@@ -20,6 +21,19 @@ constexpr double kPairKeep = 0.999;
 constexpr double kIntensityPrior = 5;
 // Nothing is forecast further ahead than this.
 constexpr double kLongestHorizon = 35 * 86400;
+// How much the window's own pace since it began weighs against the usual
+// rates, once it has run for this share of its length (less before).
+constexpr double kOwnPaceWeight = 0.6;
+constexpr double kOwnPaceSettles = 0.15;
+// A run-out this close is reported as expected; one further off only if it
+// would still come at a fraction of the expected rates, a fraction that
+// falls to its lowest this much further ahead.
+constexpr double kSureHorizon = 1800;
+constexpr double kDoubtGrowth = 3 * 3600;
+constexpr double kLowestFraction = 0.5;
+// Once a run-out is reported for a window, it stays reported while this
+// multiple of the expected rates would still fill the window.
+constexpr double kKeepAlarmFactor = 1.3;
 
 std::optional<double> seconds(const std::optional<QDateTime> &date)
 {
@@ -45,6 +59,7 @@ void WindowTrack::observe(double at, const UsageWindow &window)
                                              ? std::optional<double>(static_cast<double>(*window.windowMinutes) * 60.0)
                                              : std::nullopt;
 
+    m_length = length.value_or(0);
     const bool open = resetsAt && *resetsAt > at;
     const bool sameWindow = m_seen && open && m_lastReset && *m_lastReset > m_lastAt
                             && std::fabs(*resetsAt - *m_lastReset) <= kResetTolerance && used >= m_lastUsed - 1;
@@ -79,6 +94,15 @@ void WindowTrack::observe(double at, const UsageWindow &window)
     m_lastAt = at;
     m_lastUsed = used;
     m_lastReset = resetsAt;
+    if (!sameWindow)
+        m_alarmed = false;
+    // Checked once a quarter hour: walking a week's window at every reading
+    // would make learning a long history slow.
+    const auto slot = static_cast<long long>(std::floor(at / kSlot));
+    if (open && (!sameWindow || slot != m_alarmSlot)) {
+        m_alarmSlot = slot;
+        m_alarmed = runsOutAt(at, used, *resetsAt).has_value();
+    }
 }
 
 void WindowTrack::learnInterval(double from, double to, double used)
@@ -194,21 +218,45 @@ double WindowTrack::intensity() const
     return std::clamp((used + kIntensityPrior) / (expected + kIntensityPrior), 0.2, 5.0);
 }
 
-std::optional<double> WindowTrack::runsOutAt(double now, double used, double resetsAt) const
+// The window's own pace since it began, and how much it weighs: nothing
+// until ten minutes of it have been seen, then more as the window ages (early
+// on, a few minutes of use would say a week's window fills in days).
+std::pair<double, double> WindowTrack::ownPace() const
 {
-    if (!(used < 100) || !(resetsAt > now) || m_profile.observedSeconds() < kLeastHistory)
-        return std::nullopt;
+    if (!m_windowStart || m_recent.empty())
+        return {0, 0};
+    const double span = m_recent.back().at - m_windowStart->at;
+    if (span < 600)
+        return {0, 0};
+    const double pace = std::max(0.0, m_recent.back().used - m_windowStart->used) / span;
+    const double weight =
+        m_length > 0 ? kOwnPaceWeight * std::min(1.0, span / (kOwnPaceSettles * m_length)) : kOwnPaceWeight;
+    return {pace, weight};
+}
+
+WindowTrack::Outlook WindowTrack::outlook(double now) const
+{
+    Outlook outlook;
+    outlook.persistence = persistence();
+    outlook.intensity = intensity();
+    outlook.excess = m_recent.size() >= 2 ? recentExcess(outlook.intensity) : 0;
+    outlook.excessFrom = m_recent.empty() ? now : m_recent.back().at;
+    std::tie(outlook.pace, outlook.paceWeight) = ownPace();
+    return outlook;
+}
+
+std::optional<double> WindowTrack::reachesFull(const Outlook &outlook, double now, double used, double resetsAt,
+                                               double factor) const
+{
     double remaining = 100 - std::max(used, 0.0);
-    const double phi = persistence();
-    const double scale = intensity();
-    const double excess = m_recent.size() >= 2 ? recentExcess(scale) : 0;
-    const double excessFrom = m_recent.empty() ? now : m_recent.back().at;
     const double end = std::min(resetsAt, now + kLongestHorizon);
     for (double t = now; t < end;) {
         const double next = std::min(end, (std::floor(t / kSlot) + 1) * kSlot);
         const double middle = (t + next) / 2;
-        const double carried = excess * std::pow(phi, std::max(0.0, middle - excessFrom) / kSlot);
-        const double rate = std::max(0.0, scale * m_profile.rateAt(middle) + carried);
+        const double carried =
+            outlook.excess * std::pow(outlook.persistence, std::max(0.0, middle - outlook.excessFrom) / kSlot);
+        const double usual = std::max(0.0, outlook.intensity * m_profile.rateAt(middle) + carried);
+        const double rate = factor * ((1 - outlook.paceWeight) * usual + outlook.paceWeight * outlook.pace);
         const double gain = rate * (next - t);
         if (rate > 0 && gain >= remaining)
             return t + remaining / rate;
@@ -216,4 +264,27 @@ std::optional<double> WindowTrack::runsOutAt(double now, double used, double res
         t = next;
     }
     return std::nullopt;
+}
+
+std::optional<double> WindowTrack::runsOutAt(double now, double used, double resetsAt) const
+{
+    if (!(used < 100) || !(resetsAt > now) || m_profile.observedSeconds() < kLeastHistory)
+        return std::nullopt;
+    const Outlook seen = outlook(now);
+    const std::optional<double> expected = reachesFull(seen, now, used, resetsAt, 1);
+    if (m_alarmed) {
+        // A warning that comes and goes with every pause is worth less than
+        // one that holds until the forecast is clearly off.
+        return expected ? expected : reachesFull(seen, now, used, resetsAt, kKeepAlarmFactor);
+    }
+    if (!expected)
+        return std::nullopt;
+    // The further off a run-out, the more the rest of the window can differ
+    // from the usual: report it only if it would come even at a fraction of
+    // the expected rates.
+    const double doubt = std::clamp((*expected - now - kSureHorizon) / kDoubtGrowth, 0.0, 1.0);
+    const double fraction = 1 - (1 - kLowestFraction) * doubt;
+    if (fraction < 1 && !reachesFull(seen, now, used, resetsAt, fraction))
+        return std::nullopt;
+    return expected;
 }

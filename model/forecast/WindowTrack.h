@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <optional>
+#include <utility>
 
 // What one window's history says about the user: how fast its usage grows at
 // each hour of the week (`UsageProfile`), how long a spell above or below that
@@ -23,7 +24,9 @@ public:
     void observe(double at, const UsageWindow &window);
 
     // When the window, at `used` percent now, reaches 100 % before `resetsAt`
-    // at the expected pace; none when it lasts until the reset.
+    // at the expected pace; none when it lasts until the reset, and none for
+    // a run-out so far off that a slower rest of the window would avoid it
+    // (unless one was reported at the last check and still roughly holds).
     std::optional<double> runsOutAt(double now, double used, double resetsAt) const;
 
 private:
@@ -38,6 +41,21 @@ private:
     double recentExcess(double scale) const;
     double persistence() const;
     double intensity() const;
+    std::pair<double, double> ownPace() const;
+
+    // What the open window's readings say about the rest of it.
+    struct Outlook {
+        double persistence = 0;
+        double intensity = 1;
+        double excess = 0;
+        double excessFrom = 0;
+        double pace = 0;
+        double paceWeight = 0;
+    };
+    Outlook outlook(double now) const;
+    // When the window reaches 100 % at `factor` times the expected rates.
+    std::optional<double> reachesFull(const Outlook &outlook, double now, double used, double resetsAt,
+                                      double factor) const;
 
     QString m_id;
     UsageProfile m_profile;
@@ -52,6 +70,11 @@ private:
     std::deque<Reading> m_recent;
     // Where the open window's usage stood when it was first seen.
     std::optional<Reading> m_windowStart;
+    // The window's length in seconds (0 when unknown), and whether a run-out
+    // was reported at its last check (in quarter hour `m_alarmSlot`).
+    double m_length = 0;
+    bool m_alarmed = false;
+    long long m_alarmSlot = 0;
 
     // Usage per quarter hour against the profile: how much of a quarter's
     // excess over the usual rate carries into the next one (a first-order
