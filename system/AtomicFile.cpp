@@ -168,14 +168,15 @@ int replaceIfAsRead(const QByteArray &temporary, const QByteArray &target, int f
     if (errno == ENOENT) { // no target to exchange with
         if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
             return 0;
-        if (errno != EEXIST)
-            return errno;
-        asRead(target); // created meanwhile: lets the caller see that it changed
-        return ECANCELED;
+        if (errno == EEXIST) {
+            asRead(target); // created meanwhile: lets the caller see that it changed
+            return ECANCELED;
+        }
     }
+    // NFS and many FUSE file systems take no flags (the names are looked up
+    // first, so a missing target still said ENOENT): the check above is all.
     if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
         return errno;
-    // A file system that cannot exchange names: the check above is all.
     return ::rename(from, to) == 0 ? 0 : errno;
 }
 

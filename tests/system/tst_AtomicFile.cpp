@@ -4,9 +4,39 @@
 
 #include <QtTest>
 
+#include <QScopeGuard>
+
+#include <cerrno>
 #include <cstdio>
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// While set, renameat2 answers as on a file system that takes no flags (NFS,
+// many FUSE ones): the names are looked up first, then any flag is refused.
+bool g_renameTakesNoFlags = false;
+int g_flagsRefused = 0;
+
+} // namespace
+
+// Takes the place of the C library's for the core library's calls.
+extern "C" int renameat2(int fromFolder, const char *from, int toFolder, const char *to, unsigned int flags) noexcept
+{
+    using Rename = int (*)(int, const char *, int, const char *, unsigned int);
+    static const auto real = reinterpret_cast<Rename>(::dlsym(RTLD_NEXT, "renameat2"));
+    if (g_renameTakesNoFlags && flags != 0) {
+        ++g_flagsRefused;
+        if ((flags & RENAME_EXCHANGE) != 0 && ::faccessat(toFolder, to, F_OK, AT_SYMLINK_NOFOLLOW) != 0)
+            return -1; // errno: ENOENT
+        errno = EINVAL;
+        return -1;
+    }
+    return real(fromFolder, from, toFolder, to, flags);
+}
 
 namespace {
 
@@ -165,20 +195,32 @@ void AtomicFileTest::targetChangedMeanwhileIsLeftAlone_data()
     QTest::addColumn<QByteArray>("during");
     QTest::addColumn<QByteArray>("after");
     QTest::addColumn<bool>("written");
+    QTest::addColumn<bool>("noRenameFlags");
     QTest::newRow("unchanged") << QByteArray("as read") << QByteArray("as read") << QByteArray() << QByteArray("ours")
-                               << true;
-    QTest::newRow("still absent") << QByteArray() << QByteArray() << QByteArray() << QByteArray("ours") << true;
+                               << true << false;
+    QTest::newRow("still absent") << QByteArray() << QByteArray() << QByteArray() << QByteArray("ours") << true
+                                  << false;
     QTest::newRow("replaced after the read")
-        << QByteArray("as read") << QByteArray("theirs") << QByteArray() << QByteArray("theirs") << false;
+        << QByteArray("as read") << QByteArray("theirs") << QByteArray() << QByteArray("theirs") << false << false;
     QTest::newRow("created after the read")
-        << QByteArray() << QByteArray("theirs") << QByteArray() << QByteArray("theirs") << false;
+        << QByteArray() << QByteArray("theirs") << QByteArray() << QByteArray("theirs") << false << false;
     QTest::newRow("created during the check")
-        << QByteArray() << QByteArray() << QByteArray("newest") << QByteArray("newest") << false;
+        << QByteArray() << QByteArray() << QByteArray("newest") << QByteArray("newest") << false << false;
     QTest::newRow("a newer write during a failing check")
-        << QByteArray("as read") << QByteArray("theirs") << QByteArray("newest") << QByteArray("newest") << false;
+        << QByteArray("as read") << QByteArray("theirs") << QByteArray("newest") << QByteArray("newest") << false
+        << false;
     // A check followed by a rename would put ours over theirs.
     QTest::newRow("a newer write during a passing check")
-        << QByteArray("as read") << QByteArray("as read") << QByteArray("newest") << QByteArray("newest") << false;
+        << QByteArray("as read") << QByteArray("as read") << QByteArray("newest") << QByteArray("newest") << false
+        << false;
+    // Without an exchange of names, a change is seen up to the rename only.
+    for (const bool unchanged : {true, false}) {
+        QTest::addRow("no rename flags, %s", unchanged ? "unchanged" : "replaced after the read")
+            << QByteArray("as read") << QByteArray(unchanged ? "as read" : "theirs") << QByteArray()
+            << QByteArray(unchanged ? "ours" : "theirs") << unchanged << true;
+    }
+    QTest::newRow("no rename flags, still absent")
+        << QByteArray() << QByteArray() << QByteArray() << QByteArray("ours") << true << true;
 }
 
 void AtomicFileTest::targetChangedMeanwhileIsLeftAlone()
@@ -188,6 +230,10 @@ void AtomicFileTest::targetChangedMeanwhileIsLeftAlone()
     QFETCH(QByteArray, during);
     QFETCH(QByteArray, after);
     QFETCH(bool, written);
+    QFETCH(bool, noRenameFlags);
+    g_renameTakesNoFlags = noRenameFlags;
+    g_flagsRefused = 0;
+    const auto flagsBack = qScopeGuard([] { g_renameTakesNoFlags = false; });
     TestHome home;
     const QString path = home.path() + QStringLiteral("/settings.json");
     if (!before.isNull())
@@ -205,6 +251,7 @@ void AtomicFileTest::targetChangedMeanwhileIsLeftAlone()
         return current == expected;
     };
     QCOMPARE(AtomicFile::write(path, "ours", {.stillAsRead = stillAsRead}).ok(), written);
+    QCOMPARE(g_flagsRefused > 0, noRenameFlags && written); // the stand-in was asked
     QCOMPARE(readAll(path), after);
     QCOMPARE(entries(home.path()), QStringList{QStringLiteral("settings.json")});
 }
