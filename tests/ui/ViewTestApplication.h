@@ -77,6 +77,9 @@ inline QPalette darkDesktopPalette()
     palette.setColor(QPalette::Highlight, QColor("#3d7be0"));
     palette.setColor(QPalette::HighlightedText, QColor("#ffffff"));
     palette.setColor(QPalette::PlaceholderText, QColor("#8a8a90"));
+    // Dark schemes dim what is disabled, as the light default does.
+    for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        palette.setColor(QPalette::Disabled, role, QColor("#7a7a80"));
     return palette;
 }
 
@@ -107,7 +110,9 @@ protected:
     {
         m_fakes = std::make_unique<AppFakes>();
         m_model = std::make_unique<AppModel>(m_fakes->services(m_folder->path()));
-        UpdaterModel::Options options;
+        // The version as built, shown as a user sees it; no feed, so no check leaves the machine.
+        UpdaterModel::Options options = UpdaterModel::Options::current();
+        options.feed = QUrl();
         options.firstCheckDelay = std::chrono::hours(24);
         m_updater = std::make_unique<UpdaterModel>(options);
         m_app =
