@@ -323,7 +323,10 @@ void DesktopSessionTest::wholeApplicationWithAStatusNotifierHost()
     QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 10000);
     QCOMPARE(first->state(), QProcess::Running);
 
+    // Logging out (SIGTERM) ends it as Quit does, not as a crash.
     DesktopSession::stop(first);
+    QCOMPARE(first->exitStatus(), QProcess::NormalExit);
+    QCOMPARE(first->exitCode(), 0);
     const LimitraRun alone = runLimitra({"--toggle-panel"}, {}, m_environment);
     QCOMPARE(alone.exitCode, 1);
     QCOMPARE(alone.errors, QByteArray("Limitra is not running.\n"));

@@ -4,6 +4,7 @@
 #include "app/Preferences.h"
 #include "app/UpdaterModel.h"
 #include "app/platform/PortalGlobalShortcut.h"
+#include "system/GracefulTermination.h"
 #include "ui/menubar/TrayIcon.h"
 #include "ui/platform/X11Desktop.h"
 #include "ui/platform/X11GlobalShortcut.h"
@@ -137,6 +138,10 @@ int runLimitraApplication(int argc, char **argv)
     SingleInstance instance;
     if (instance.claim() == SingleInstance::Claim::runningElsewhere)
         return SingleInstance::ask(QStringLiteral("ShowDashboard")) ? 0 : 1;
+
+    // Logging out sends SIGTERM: leave as Quit does, not in the middle of things.
+    GracefulTermination termination;
+    QObject::connect(&termination, &GracefulTermination::requested, &application, &QCoreApplication::quit);
 
     // Never destroyed: a round's background work may still refer to its services at exit.
     AppModel &model = *new AppModel(AppModel::Services::real(desktopShortcuts()));
