@@ -44,8 +44,12 @@ GracefulTermination::GracefulTermination(QObject *parent)
     action.sa_handler = passOn;
     action.sa_flags = SA_RESTART | SA_RESETHAND;
     sigemptyset(&action.sa_mask);
-    for (std::size_t i = 0; i < std::size(kSignals); ++i)
-        ::sigaction(kSignals[i], &action, &g_previous[i]);
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+        // An ignored signal stays ignored: `nohup limitra` must outlive its terminal.
+        ::sigaction(kSignals[i], nullptr, &g_previous[i]);
+        if (g_previous[i].sa_handler != SIG_IGN)
+            ::sigaction(kSignals[i], &action, nullptr);
+    }
 }
 
 GracefulTermination::~GracefulTermination()

@@ -8,7 +8,8 @@ class QSocketNotifier;
 // out, Ctrl+C in a terminal, a closed terminal) become `requested` on the
 // event loop instead of ending the process on the spot, so that it can leave
 // as its Quit command does. A second such signal ends the process at once,
-// in case leaving hangs.
+// in case leaving hangs. A signal the process was started ignoring (`nohup`)
+// stays ignored.
 class GracefulTermination : public QObject
 {
     Q_OBJECT
