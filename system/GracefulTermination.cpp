@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <iterator>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -22,8 +21,9 @@ void passOn(int signalNumber)
 {
     const int savedErrno = errno;
     const auto byte = static_cast<unsigned char>(signalNumber);
-    if (g_writeFd >= 0) [[maybe_unused]]
-        const ssize_t written = ::write(g_writeFd, &byte, 1);
+    if (g_writeFd >= 0) {
+        [[maybe_unused]] const ssize_t written = ::write(g_writeFd, &byte, 1);
+    }
     errno = savedErrno;
 }
 

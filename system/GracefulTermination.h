@@ -9,7 +9,7 @@ class QSocketNotifier;
 // event loop instead of ending the process on the spot, so that it can leave
 // as its Quit command does. A second such signal ends the process at once,
 // in case leaving hangs. A signal the process was started ignoring (`nohup`)
-// stays ignored.
+// stays ignored. One instance at a time: the signals are the process's.
 class GracefulTermination : public QObject
 {
     Q_OBJECT
