@@ -306,6 +306,15 @@ void DesktopServicesTest::bindsOnceAndAPressTogglesThePanel()
     QCOMPARE(toggles.count(), 2);
     press(second.session);
     QCOMPARE(toggles.count(), 3);
+
+    // A combination the user refuses in the desktop's dialog is reported,
+    // and the session asked for it closed.
+    model.recordShortcut(0x74, GlobalShortcut::control | GlobalShortcut::alt, "T");
+    QTRY_VERIFY(model.shortcutError().has_value());
+    QCOMPARE(*model.shortcutError(),
+             QStringLiteral("The desktop did not bind Ctrl+Alt+T; record the shortcut again to try once more."));
+    const Binding refused = binding(portalCalls("BindShortcuts").last());
+    QTRY_COMPARE(DBusMock::callsOf(kPortal, refused.session, "Close").size(), 1);
 }
 
 QTEST_GUILESS_MAIN(DesktopServicesTest)

@@ -1,7 +1,8 @@
 '''The desktop portal's global shortcuts, for tests (a python3-dbusmock template).
 
 CreateSession and BindShortcuts answer through a Request object's Response
-signal, as the portal does; every call is recorded (org.freedesktop.DBus.Mock
+signal, as the portal does (BindShortcuts refuses REFUSED, as a dismissed
+dialog would); every call is recorded (org.freedesktop.DBus.Mock
 GetCalls). A test presses the shortcut by emitting Activated through the
 mock's EmitSignal.
 '''
@@ -17,6 +18,8 @@ SYSTEM_BUS = False
 
 REQUEST_IFACE = 'org.freedesktop.portal.Request'
 SESSION_IFACE = 'org.freedesktop.portal.Session'
+# A combination whose binding the user refuses.
+REFUSED = 'CTRL+ALT+t'
 
 
 def load(mock, parameters):
@@ -47,6 +50,9 @@ def CreateSession(self, options, sender):
 
 @dbus.service.method(MAIN_IFACE, in_signature='oa(sa{sv})sa{sv}', out_signature='o', sender_keyword='sender')
 def BindShortcuts(self, session, shortcuts, parent_window, options, sender):
+    # The user dismisses the desktop's dialog for this one (response 1).
+    if any(properties.get('preferred_trigger') == REFUSED for _, properties in shortcuts):
+        return _respond(sender, options, 1, {})
     bound = dbus.Array([dbus.Struct((shortcut_id, dbus.Dictionary(properties, signature='sv')))
                         for shortcut_id, properties in shortcuts], signature='(sa{sv})')
     return _respond(sender, options, 0, {'shortcuts': bound})
