@@ -1,5 +1,6 @@
 #include "system/PseudoTerminal.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 
 #include <cerrno>
@@ -46,17 +47,41 @@ void PseudoTerminal::closeSlave()
     }
 }
 
-void PseudoTerminal::readAvailable(QByteArray &buffer)
+qsizetype PseudoTerminal::readAvailable(QByteArray &buffer)
 {
     char chunk[kReadChunk];
+    qsizetype appended = 0;
     while (true) {
         const ssize_t got = ::read(m_master, chunk, sizeof chunk);
         if (got < 0 && errno == EINTR)
             continue;
         // Nothing ready (EAGAIN), the child's side is gone (EIO), or the end.
         if (got <= 0)
-            return;
+            return appended;
         buffer.append(chunk, got);
+        appended += got;
+    }
+}
+
+void PseudoTerminal::readFor(QByteArray &buffer, std::chrono::milliseconds duration, qsizetype keep)
+{
+    const QDeadlineTimer deadline(duration);
+    while (!deadline.hasExpired()) {
+        const auto left = static_cast<int>(deadline.remainingTime());
+        pollfd master{m_master, POLLIN, 0};
+        const int ready = ::poll(&master, 1, left);
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0)
+            return;
+        if (readAvailable(buffer) == 0) {
+            // Ready yet nothing to read: the child's side is gone (EIO from
+            // here on). Polling again would spin.
+            ::poll(nullptr, 0, static_cast<int>(deadline.remainingTime()));
+            return;
+        }
+        if (buffer.size() > keep)
+            buffer.remove(0, buffer.size() - keep);
     }
 }
 

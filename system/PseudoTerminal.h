@@ -6,6 +6,7 @@
 #include <QByteArrayView>
 #include <QString>
 
+#include <chrono>
 #include <memory>
 
 // A pseudo-terminal pair with a fixed window size. A child runs on the slave
@@ -26,8 +27,14 @@ public:
     void closeSlave();
 
     // Appends whatever the master has ready, in chunks of up to 8192 bytes,
-    // until a read returns nothing (no data ready, end, or an error).
-    void readAvailable(QByteArray &buffer);
+    // until a read returns nothing (no data ready, end, or an error), and
+    // returns how many bytes it appended.
+    qsizetype readAvailable(QByteArray &buffer);
+    // Appends what the child draws during `duration`, as it comes, keeping
+    // only the newest `keep` bytes of `buffer`. A child that draws faster than
+    // the terminal holds is read at its own pace rather than a terminal's
+    // worth per call. Once the child's side is gone it just waits the time out.
+    void readFor(QByteArray &buffer, std::chrono::milliseconds duration, qsizetype keep);
     // Types `bytes` into the terminal; false when they could not all be written.
     bool write(QByteArrayView bytes);
 

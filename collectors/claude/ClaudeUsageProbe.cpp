@@ -138,7 +138,9 @@ Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeo
             stop(child, terminal);
             return signedOut();
         }
-        sleepFor(kPollInterval);
+        // Reading on while waiting: a child that draws more than the terminal
+        // holds between two looks would otherwise reach its screen late.
+        terminal.readFor(buffer, kPollInterval, kKeptOutput);
     }
 
     terminal.readAvailable(buffer);
