@@ -37,8 +37,8 @@ GracefulTermination::GracefulTermination(QObject *parent)
         return;
     }
     g_writeFd = m_fds[0];
-    m_notifier = new QSocketNotifier(m_fds[1], QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this, &GracefulTermination::readSignal);
+    auto *notifier = new QSocketNotifier(m_fds[1], QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, &GracefulTermination::readSignal);
     struct sigaction action {
     };
     action.sa_handler = passOn;

@@ -2,8 +2,6 @@
 
 #include <QObject>
 
-class QSocketNotifier;
-
 // While an instance lives, SIGTERM, SIGINT and SIGHUP (a session that logs
 // out, Ctrl+C in a terminal, a closed terminal) become `requested` on the
 // event loop instead of ending the process on the spot, so that it can leave
@@ -25,5 +23,4 @@ private:
     void readSignal();
 
     int m_fds[2] = {-1, -1};
-    QSocketNotifier *m_notifier = nullptr;
 };
