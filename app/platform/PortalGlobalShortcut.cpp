@@ -109,15 +109,22 @@ Result<void> PortalGlobalShortcut::registerShortcut(const GlobalShortcut &shortc
     m_armed = true;
     if (m_support == Support::missing)
         return LimitraError::globalShortcutsUnsupported();
-    if (m_wanted == shortcut && (m_bound == shortcut || m_binding || m_support == Support::probing))
+    if (m_bound == shortcut) {
+        // Back to what the desktop binds already: a binding still under way
+        // is dropped when its answer comes.
+        if (m_wanted != shortcut) {
+            m_wanted = shortcut;
+            ++m_generation;
+            m_binding = false;
+        }
+        return {};
+    }
+    if (m_wanted == shortcut && (m_binding || m_support == Support::probing))
         return {};
     m_wanted = shortcut;
     ++m_generation;
-    if (!m_session.isEmpty()) {
-        closeSession(m_session);
-        m_session.clear();
-        m_bound.reset();
-    }
+    // The bound session stays until a new one is bound, so that a
+    // combination the desktop refuses leaves the old one working.
     if (m_support == Support::unknown)
         probe();
     else if (m_support == Support::available)
@@ -213,13 +220,19 @@ void PortalGlobalShortcut::bindShortcut(const QString &session)
                 m_binding = false;
                 if (response != 0) {
                     closeSession(session);
-                    fail(generation, results.contains(QStringLiteral("error"))
-                                         ? Error::platform(results.value(QStringLiteral("error")).toString())
-                                         : Error::platform(QStringLiteral("The desktop did not bind %1; record the "
-                                                                          "shortcut again to try once more.")
-                                                               .arg(shortcut.displayString())));
+                    if (results.contains(QStringLiteral("error"))) {
+                        fail(generation, Error::platform(results.value(QStringLiteral("error")).toString()));
+                        return;
+                    }
+                    QString refused = QStringLiteral("The desktop did not bind %1").arg(shortcut.displayString());
+                    if (m_bound)
+                        refused += QStringLiteral("; %1 still opens the panel").arg(m_bound->displayString());
+                    fail(generation,
+                         Error::platform(refused + QStringLiteral(". Record the shortcut again to try once more.")));
                     return;
                 }
+                if (!m_session.isEmpty())
+                    closeSession(m_session);
                 m_session = session;
                 m_bound = shortcut;
             });
