@@ -29,6 +29,8 @@ FreedesktopNotifier::FreedesktopNotifier(QObject *parent)
                 SLOT(actionInvoked(uint,QString)));
     bus.connect(kService, kPath, kInterface, QStringLiteral("NotificationClosed"), this,
                 SLOT(notificationClosed(uint,uint)));
+    bus.connect(kService, kPath, kInterface, QStringLiteral("ActivationToken"), this,
+                SLOT(activationToken(uint,QString)));
     // clang-format on
 }
 
@@ -57,14 +59,33 @@ void FreedesktopNotifier::post(const QString &identifier, const QString &title, 
 
 void FreedesktopNotifier::actionInvoked(uint id, const QString &actionKey)
 {
-    if (!m_shown.contains(id) || (actionKey != kOpenDashboard && actionKey != kDefaultAction))
+    const QString token = m_activationTokens.take(id);
+    if (!m_shown.contains(id) || (actionKey != kOpenDashboard && actionKey != kDefaultAction) || !m_openDashboard)
         return;
-    if (m_openDashboard)
+    // A Wayland compositor raises a window only with a token from the click;
+    // Qt hands the variable's token over when the dashboard asks to be
+    // activated, and X11 has no use for it.
+    if (token.isEmpty()) {
         m_openDashboard();
+        return;
+    }
+    qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+    m_openDashboard();
+    // Not used up (no Wayland, or the dashboard could not open): the
+    // children started later must not inherit it.
+    qunsetenv("XDG_ACTIVATION_TOKEN");
+}
+
+void FreedesktopNotifier::activationToken(uint id, const QString &token)
+{
+    // The server sends it just before the action it belongs to.
+    if (m_shown.contains(id))
+        m_activationTokens.insert(id, token);
 }
 
 void FreedesktopNotifier::notificationClosed(uint id, uint reason)
 {
     Q_UNUSED(reason);
     m_shown.remove(id);
+    m_activationTokens.remove(id);
 }

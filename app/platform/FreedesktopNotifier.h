@@ -2,6 +2,7 @@
 
 #include "app/platform/Notifier.h"
 
+#include <QHash>
 #include <QObject>
 #include <QSet>
 
@@ -24,10 +25,13 @@ public:
 private Q_SLOTS:
     void actionInvoked(uint id, const QString &actionKey);
     void notificationClosed(uint id, uint reason);
+    void activationToken(uint id, const QString &token);
 
 private:
     std::function<void()> m_openDashboard;
     // The server's ids of our notifications that may still be shown: its
     // signals go to every client, and other applications' must not count.
     QSet<uint> m_shown;
+    // By notification id: the token of the click whose action comes next.
+    QHash<uint, QString> m_activationTokens;
 };
