@@ -1,5 +1,7 @@
 #include "app/platform/FreedesktopNotifier.h"
 
+#include "system/ActivationToken.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -62,18 +64,8 @@ void FreedesktopNotifier::actionInvoked(uint id, const QString &actionKey)
     const QString token = m_activationTokens.take(id);
     if (!m_shown.contains(id) || (actionKey != kOpenDashboard && actionKey != kDefaultAction) || !m_openDashboard)
         return;
-    // A Wayland compositor raises a window only with a token from the click;
-    // Qt hands the variable's token over when the dashboard asks to be
-    // activated, and X11 has no use for it.
-    if (token.isEmpty()) {
-        m_openDashboard();
-        return;
-    }
-    qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
-    m_openDashboard();
-    // Not used up (no Wayland, or the dashboard could not open): the
-    // children started later must not inherit it.
-    qunsetenv("XDG_ACTIVATION_TOKEN");
+    // A Wayland compositor raises the dashboard only with the click's token.
+    ActivationToken::runWith(token, m_openDashboard);
 }
 
 void FreedesktopNotifier::activationToken(uint id, const QString &token)

@@ -137,7 +137,7 @@ int runLimitraApplication(int argc, char **argv)
 
     SingleInstance instance;
     if (instance.claim() == SingleInstance::Claim::runningElsewhere)
-        return SingleInstance::ask(QStringLiteral("ShowDashboard")) ? 0 : 1;
+        return SingleInstance::ask(SingleInstance::Request::showDashboard) ? 0 : 1;
 
     // Logging out sends SIGTERM: leave as Quit does, not in the middle of things.
     GracefulTermination termination;
@@ -159,7 +159,7 @@ int runLimitraApplication(int argc, char **argv)
 int toggleRunningPanel(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
-    if (SingleInstance::ask(QStringLiteral("TogglePanel")))
+    if (SingleInstance::ask(SingleInstance::Request::togglePanel))
         return 0;
     writeError("Limitra is not running.\n");
     return 1;

@@ -1,5 +1,8 @@
 #include "ui/shell/SingleInstance.h"
 
+#include "system/ActivationToken.h"
+#include "ui/shell/FreedesktopApplication.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -8,12 +11,16 @@ namespace {
 
 const QString kService = QStringLiteral("com.limitra.Limitra");
 const QString kPath = QStringLiteral("/com/limitra/Limitra");
+const QString kApplicationInterface = QStringLiteral("org.freedesktop.Application");
+const QString kTogglePanel = QStringLiteral("toggle-panel");
+const QString kTokenKey = QStringLiteral("activation-token");
 
 } // namespace
 
 SingleInstance::SingleInstance(QObject *parent)
     : QObject(parent)
 {
+    new FreedesktopApplication(*this);
 }
 
 SingleInstance::~SingleInstance()
@@ -31,7 +38,7 @@ SingleInstance::Claim SingleInstance::claim()
     if (!bus.isConnected())
         return Claim::noSessionBus;
     // The object first, so that a caller who sees the name finds it.
-    if (!bus.registerObject(kPath, this, QDBusConnection::ExportScriptableSlots))
+    if (!bus.registerObject(kPath, this, QDBusConnection::ExportScriptableSlots | QDBusConnection::ExportAdaptors))
         return Claim::runningElsewhere;
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply = bus.interface()->registerService(
         kService, QDBusConnectionInterface::DontQueueService, QDBusConnectionInterface::DontAllowReplacement);
@@ -43,11 +50,36 @@ SingleInstance::Claim SingleInstance::claim()
     return Claim::owned;
 }
 
-bool SingleInstance::ask(const QString &method)
+bool SingleInstance::ask(Request request)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return false;
-    const QDBusMessage call = QDBusMessage::createMethodCall(kService, kPath, kService, method);
+    QVariantMap platformData;
+    if (const QString token = ActivationToken::take(); !token.isEmpty())
+        platformData.insert(kTokenKey, token);
+    QDBusMessage call;
+    if (request == Request::showDashboard) {
+        call = QDBusMessage::createMethodCall(kService, kPath, kApplicationInterface, QStringLiteral("Activate"))
+               << platformData;
+    } else {
+        call = QDBusMessage::createMethodCall(kService, kPath, kApplicationInterface, QStringLiteral("ActivateAction"))
+               << kTogglePanel << QVariant::fromValue(QVariantList()) << platformData;
+    }
     return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
+}
+
+void SingleInstance::activate(const QVariantMap &platformData)
+{
+    ActivationToken::runWith(platformData.value(kTokenKey).toString(), [this] { Q_EMIT dashboardRequested(); });
+}
+
+void SingleInstance::activateAction(const QString &action, const QVariantMap &platformData)
+{
+    if (action != kTogglePanel) {
+        if (calledFromDBus())
+            sendErrorReply(QDBusError::InvalidArgs, QStringLiteral("Limitra has no action \"%1\".").arg(action));
+        return;
+    }
+    ActivationToken::runWith(platformData.value(kTokenKey).toString(), [this] { Q_EMIT panelToggleRequested(); });
 }
