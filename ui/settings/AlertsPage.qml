@@ -10,7 +10,7 @@ SettingsPage {
         Layout.fillWidth: true
         title: "Notifications"
         caption: "Limitra notifies once per limit window, not once per refresh."
-        Switch {
+        SettingsSwitch {
             objectName: "notificationsToggle"
             text: "Notify me when a limit is high"
             checked: App.model.notificationsEnabled
@@ -39,7 +39,7 @@ SettingsPage {
                 font: Theme.percent
             }
         }
-        Switch {
+        SettingsSwitch {
             objectName: "runOutWarningToggle"
             text: "Warn me before a limit runs out"
             checked: App.model.warnsBeforeRunOut

@@ -30,7 +30,7 @@ SettingsPage {
         Layout.fillWidth: true
         title: "System tray"
         caption: "One of the taskbar entry or the tray icon always stays on, so Limitra cannot hide from you completely."
-        Switch {
+        SettingsSwitch {
             objectName: "trayIconToggle"
             text: "Show icon in the system tray"
             checked: App.model.showsMenuBarIcon

@@ -8,7 +8,7 @@ SettingsPage {
     SettingsSection {
         Layout.fillWidth: true
         title: "Startup"
-        Switch {
+        SettingsSwitch {
             objectName: "launchAtLoginToggle"
             text: "Launch Limitra at login"
             checked: App.model.launchAtLoginEnabled

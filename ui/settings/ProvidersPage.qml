@@ -12,7 +12,7 @@ SettingsPage {
         caption: "A hidden provider is not polled, charted, or allowed to raise alerts."
         Repeater {
             model: [{ name: "codex", title: "OpenAI Codex" }, { name: "claude", title: "Claude Code" }]
-            Switch {
+            SettingsSwitch {
                 required property var modelData
                 objectName: "providerToggle_" + modelData.name
                 text: modelData.title
