@@ -10,6 +10,7 @@ SettingsPage {
         title: "Taskbar entry"
         caption: "Limitra lives in the system tray, so the taskbar entry is optional."
         RowLayout {
+            spacing: 12 // as the Alerts page's threshold row
             Label { text: "Show in taskbar" }
             ComboBox {
                 objectName: "taskbarPicker"
