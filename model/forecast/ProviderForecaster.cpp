@@ -60,6 +60,7 @@ void ProviderForecaster::add(const ProviderSnapshot &snapshot)
 std::vector<WindowForecast> ProviderForecaster::forecast(const ProviderSnapshot &latest, const QDateTime &now) const
 {
     std::vector<WindowForecast> forecasts;
+    std::vector<std::optional<QDateTime>> resets; // of each forecast's window
     const double nowSeconds = seconds(now);
     for (qsizetype i = 0; i < latest.windows.size(); ++i) {
         const UsageWindow &window = latest.windows[i];
@@ -80,6 +81,23 @@ std::vector<WindowForecast> ProviderForecaster::forecast(const ProviderSnapshot 
             }
         }
         forecasts.push_back(std::move(forecast));
+        resets.push_back(window.resetsAt);
+    }
+    // A window forecast to be full first blocks the others as a full one
+    // does: one that resets before it cannot run out after it. (A window
+    // with a run-out has a reset time.)
+    std::vector<bool> blocked(forecasts.size(), false);
+    for (size_t i = 0; i < forecasts.size(); ++i) {
+        for (size_t j = 0; j < forecasts.size(); ++j) {
+            const WindowForecast &mine = forecasts[i];
+            const WindowForecast &other = forecasts[j];
+            if (mine.runsOutAt && other.runsOutAt && *other.runsOutAt < *mine.runsOutAt && *resets[j] >= *resets[i])
+                blocked[i] = true;
+        }
+    }
+    for (size_t i = 0; i < forecasts.size(); ++i) {
+        if (blocked[i])
+            forecasts[i].runsOutAt.reset();
     }
     return forecasts;
 }

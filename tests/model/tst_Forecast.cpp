@@ -87,6 +87,18 @@ void ForecastTest::forecast_data()
         QTest::newRow("weekly limit reached") << history << today(11, 30) << 60.0 - 50 << QDateTime() << QDateTime();
     }
     {
+        // The same climb, but the weekly limit, a point short, fills first:
+        // from then on nothing grows, and the 5-hour window resets unfilled.
+        QList<ProviderSnapshot> history = pastDays(0.4);
+        addReadings(history, today(9), today(11, 33), today(14), steady);
+        for (qsizetype i = history.size() - 51, minutes = 0; i < history.size(); ++i, minutes += 3) {
+            history[i].windows.append(
+                SnapshotSamples::weekly(UsageProvider::claude, std::floor(97 + minutes / 75.0), today(9).addDays(1)));
+        }
+        QTest::newRow("weekly limit fills first")
+            << history << today(11, 30) << 60.0 - 50 << QDateTime() << QDateTime();
+    }
+    {
         QList<ProviderSnapshot> history = pastDays(0.02);
         addReadings(history, today(9), today(11, 3), today(14), [](double) { return 5.0; });
         QTest::newRow("flat") << history << today(11) << 5.0 - 40 << QDateTime() << QDateTime();
