@@ -1,6 +1,7 @@
 #include "system/ChildProcess.h"
 
 #include "system/GuardedSpawn.h"
+#include "system/ProcessEnvironment.h"
 
 #include <QDir>
 #include <QFile>
@@ -261,6 +262,7 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildOptions &op
         };
         const QByteArray folder =
             options.workingDirectory ? QFile::encodeName(*options.workingDirectory) : QByteArray();
+        const std::scoped_lock environment(ProcessEnvironment::lock());
         const pid_t guard = spawnGuarded(
             programPath.constData(), argv.data(), options.environment ? envp.data() : environ,
             childEnd(options.input, input.read, STDIN_FILENO), childEnd(options.output, output.write, STDOUT_FILENO),
@@ -281,6 +283,7 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(const ChildOptions &op
 
     pid_t pid = -1;
     if (failure == 0) {
+        const std::scoped_lock environment(ProcessEnvironment::lock());
         failure = ::posix_spawn(&pid, programPath.constData(), &actions, &attributes, argv.data(),
                                 options.environment ? envp.data() : environ);
     }

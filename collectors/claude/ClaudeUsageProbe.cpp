@@ -4,6 +4,7 @@
 #include "system/AppPaths.h"
 #include "system/ChildProcess.h"
 #include "system/FileSystem.h"
+#include "system/ProcessEnvironment.h"
 #include "system/PseudoTerminal.h"
 
 #include <QElapsedTimer>
@@ -37,6 +38,7 @@ const QByteArray kInterrupt = QByteArrayLiteral("\x1b\x03\x03");
 QList<QByteArray> probeEnvironment(const QString &folder)
 {
     QList<QByteArray> environment;
+    const std::scoped_lock environmentLock(ProcessEnvironment::lock());
     for (char **entry = environ; entry && *entry; ++entry) {
         const QByteArray text(*entry);
         if (text.startsWith("ANTHROPIC_API_KEY=") || text.startsWith("ANTHROPIC_AUTH_TOKEN=")
