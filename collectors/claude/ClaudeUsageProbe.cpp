@@ -76,12 +76,6 @@ LimitraError signedOut()
         QStringLiteral("Claude Code is not signed in. Run `claude auth login` and try again."));
 }
 
-void keepNewest(QByteArray &buffer)
-{
-    if (buffer.size() > kKeptOutput)
-        buffer.remove(0, buffer.size() - kKeptOutput);
-}
-
 } // namespace
 
 Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeout)
@@ -120,8 +114,9 @@ Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeo
     while (clock.elapsed() < timeoutMs) {
         if (child.hasExited())
             break;
-        terminal.readAvailable(buffer);
-        keepNewest(buffer);
+        // Reading on between two looks: a child that draws more than the
+        // terminal holds would otherwise reach its screen late.
+        terminal.readFor(buffer, kPollInterval, kKeptOutput);
         const QString text = QString::fromUtf8(buffer);
         // Only the question about our own folder is answered, and only once.
         if (!trustAnswered && text.contains(kTrustQuestion) && text.contains(folderName)
@@ -140,9 +135,6 @@ Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeo
             stop(child, terminal);
             return signedOut();
         }
-        // Reading on while waiting: a child that draws more than the terminal
-        // holds between two looks would otherwise reach its screen late.
-        terminal.readFor(buffer, kPollInterval, kKeptOutput);
     }
 
     terminal.readAvailable(buffer);
