@@ -1,5 +1,6 @@
 #include "app/platform/FreedesktopNotifier.h"
 
+#include "LimitraIdentity.h"
 #include "system/ActivationToken.h"
 
 #include <QDBusConnection>
@@ -11,7 +12,7 @@
 
 namespace {
 
-const QString kApplicationId = QStringLiteral("com.limitra.Limitra");
+const QString kApplicationId = QStringLiteral(LIMITRA_APP_ID);
 const QString kService = QStringLiteral("org.freedesktop.Notifications");
 const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
 const QString kInterface = QStringLiteral("org.freedesktop.Notifications");

@@ -1,5 +1,6 @@
 #include "app/platform/LaunchAtLoginManager.h"
 
+#include "LimitraIdentity.h"
 #include "system/AppPaths.h"
 #include "system/AtomicFile.h"
 #include "system/FileSystem.h"
@@ -78,7 +79,7 @@ LaunchAtLoginManager::LaunchAtLoginManager(QString executablePath, QString entry
 
 QString LaunchAtLoginManager::defaultEntryPath()
 {
-    return AppPaths::configHome() + QStringLiteral("/autostart/com.limitra.Limitra.desktop");
+    return AppPaths::configHome() + QStringLiteral("/autostart/" LIMITRA_APP_ID ".desktop");
 }
 
 QByteArray LaunchAtLoginManager::entry(const QString &executablePath)
@@ -88,7 +89,7 @@ QByteArray LaunchAtLoginManager::entry(const QString &executablePath)
                           "Name=Limitra\n"
                           "Comment=Usage limits of OpenAI Codex and Claude Code\n"
                           "Exec=%1\n"
-                          "Icon=com.limitra.Limitra\n"
+                          "Icon=" LIMITRA_APP_ID "\n"
                           "Terminal=false\n"
                           "X-GNOME-Autostart-enabled=true\n")
         .arg(quoteExecArgument(executablePath))

@@ -1,5 +1,7 @@
 #include "app/platform/PortalGlobalShortcut.h"
 
+#include "LimitraIdentity.h"
+
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusMetaType>
@@ -18,7 +20,7 @@ const QString kPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString kInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
 const QString kRequestInterface = QStringLiteral("org.freedesktop.portal.Request");
 const QString kShortcutId = QStringLiteral("toggle-panel");
-const QString kApplicationId = QStringLiteral("com.limitra.Limitra");
+const QString kApplicationId = QStringLiteral(LIMITRA_APP_ID);
 
 // One entry of BindShortcuts' list: (id, properties).
 struct PortalShortcut {

@@ -1,5 +1,6 @@
 #include "ui/shell/LimitraApplication.h"
 
+#include "LimitraIdentity.h"
 #include "app/AppModel.h"
 #include "app/Preferences.h"
 #include "app/UpdaterModel.h"
@@ -131,7 +132,7 @@ int runLimitraApplication(int argc, char **argv)
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Limitra"));
     QApplication::setApplicationDisplayName(QStringLiteral("Limitra"));
-    QGuiApplication::setDesktopFileName(QStringLiteral("com.limitra.Limitra"));
+    QGuiApplication::setDesktopFileName(QStringLiteral(LIMITRA_APP_ID));
     QApplication::setQuitOnLastWindowClosed(false);
     QQuickStyle::setStyle(QStringLiteral("Fusion"));
 

@@ -9,8 +9,8 @@
 
 namespace {
 
-const QString kService = QStringLiteral("com.limitra.Limitra");
-const QString kPath = QStringLiteral("/com/limitra/Limitra");
+const QString kService = QStringLiteral(LIMITRA_APP_ID);
+const QString kPath = QStringLiteral(LIMITRA_OBJECT_PATH);
 const QString kApplicationInterface = QStringLiteral("org.freedesktop.Application");
 const QString kTogglePanel = QStringLiteral("toggle-panel");
 const QString kTokenKey = QStringLiteral("activation-token");

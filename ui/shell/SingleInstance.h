@@ -1,18 +1,20 @@
 #pragma once
 
+#include "LimitraIdentity.h"
+
 #include <QDBusContext>
 #include <QObject>
 #include <QVariantMap>
 
 // One running Limitra per session: the application owns the session-bus name
-// com.limitra.Limitra and answers on /com/limitra/Limitra, both through
+// LIMITRA_APP_ID and answers on LIMITRA_OBJECT_PATH, both through
 // org.freedesktop.Application (Activate shows the dashboard, the action
 // "toggle-panel" toggles the panel) and through ShowDashboard and
 // TogglePanel for scripts; later starts ask it instead of starting again.
 class SingleInstance : public QObject, protected QDBusContext
 {
     Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "com.limitra.Limitra")
+    Q_CLASSINFO("D-Bus Interface", LIMITRA_APP_ID)
 
 public:
     enum class Claim {
