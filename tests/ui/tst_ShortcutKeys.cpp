@@ -29,6 +29,8 @@ void ShortcutKeysTest::record_data()
         << int(Qt::Key_A) << 0x41u << ctrlShift << "\x01" << Outcome::accepted << "Ctrl+Shift+A 61";
     QTest::newRow("Ctrl+Shift+A without a native keysym")
         << int(Qt::Key_A) << 0u << ctrlShift << "" << Outcome::accepted << "Ctrl+Shift+A 61";
+    QTest::newRow("Ctrl+Shift+É: the unshifted Latin-1 letter")
+        << int(Qt::Key_Eacute) << 0xc9u << ctrlShift << "É" << Outcome::accepted << "Ctrl+Shift+É e9";
     QTest::newRow("keypad flag never stored")
         << int(Qt::Key_5) << 0xffb5u << (ctrl | Qt::KeypadModifier) << "5" << Outcome::accepted << "Ctrl+5 ffb5";
     QTest::newRow("Super+F5") << int(Qt::Key_F5) << 0u << Qt::KeyboardModifiers(Qt::MetaModifier) << ""
