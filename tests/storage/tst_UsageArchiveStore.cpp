@@ -118,6 +118,13 @@ void UsageArchiveStoreTest::nearDuplicates()
     const ProviderSnapshot twin = snapshot(UsageProvider::claude, kNow);
     const qsizetype before = archive.load().value().size();
     QCOMPARE(archive.append({twin, twin}).value().size(), before + 2);
+
+    // Of two stored at the same moment the first is the newest, as when the
+    // history is read out of order.
+    const QDateTime moment = kNow.addSecs(100);
+    QVERIFY(archive.append({snapshot(UsageProvider::claude, moment, 60), snapshot(UsageProvider::claude, moment, 70)})
+                .ok());
+    QCOMPARE(added(snapshot(UsageProvider::claude, moment.addSecs(10), 60)), 0);
 }
 
 void UsageArchiveStoreTest::damagedFileIsReplaced()
@@ -149,6 +156,9 @@ void UsageArchiveStoreTest::retention()
     QCOMPARE(later.load().value().size(), 3);
     QCOMPARE(ids(later.append({}).value()), (QList<QUuid>{boundary.id, recent.id}));
     QCOMPARE(onDisk(), (QList<QUuid>{boundary.id, recent.id}));
+    // One already past the retention when it arrives is not stored.
+    QCOMPARE(ids(later.append({snapshot(UsageProvider::codex, kNow.addDays(-91), 77)}).value()),
+             (QList<QUuid>{boundary.id, recent.id}));
 }
 
 void UsageArchiveStoreTest::order()
