@@ -79,24 +79,33 @@ void ForecastTest::forecast_data()
         QTest::newRow("steady rise") << history << today(11, 30) << 60.0 - 50 << today(12, 50) << today(13, 30);
     }
     {
-        // The same climb, but the weekly limit is reached until tomorrow: the
+        // The same climb, but the weekly limit is reached until 14:00: the
         // provider refuses all use, so the 5-hour window cannot fill.
         QList<ProviderSnapshot> history = pastDays(0.4);
         addReadings(history, today(9), today(11, 33), today(14), steady);
-        history.last().windows.append(SnapshotSamples::weekly(UsageProvider::claude, 100, today(9).addDays(1)));
+        history.last().windows.append(SnapshotSamples::weekly(UsageProvider::claude, 100, today(14)));
         QTest::newRow("weekly limit reached") << history << today(11, 30) << 60.0 - 50 << QDateTime() << QDateTime();
     }
     {
         // The same climb, but the weekly limit, a point short, fills first:
-        // from then on nothing grows, and the 5-hour window resets unfilled.
+        // from then on nothing grows, and the 5-hour window resets unfilled
+        // (at the same moment as the weekly one: "no earlier" holds).
         QList<ProviderSnapshot> history = pastDays(0.4);
         addReadings(history, today(9), today(11, 33), today(14), steady);
         for (qsizetype i = history.size() - 51, minutes = 0; i < history.size(); ++i, minutes += 3) {
             history[i].windows.append(
-                SnapshotSamples::weekly(UsageProvider::claude, std::floor(97 + minutes / 75.0), today(9).addDays(1)));
+                SnapshotSamples::weekly(UsageProvider::claude, std::floor(97 + minutes / 75.0), today(14)));
         }
         QTest::newRow("weekly limit fills first")
             << history << today(11, 30) << 60.0 - 50 << QDateTime() << QDateTime();
+    }
+    {
+        // A fast climb, but under two hours of history in all: too little to
+        // know the user by, so nothing is forecast yet.
+        QList<ProviderSnapshot> history;
+        addReadings(history, today(9), today(10, 45), today(14),
+                    [](double minutes) { return std::floor(0.8 * minutes); });
+        QTest::newRow("too little history") << history << today(10, 42) << 81.0 - 34 << QDateTime() << QDateTime();
     }
     {
         QList<ProviderSnapshot> history = pastDays(0.02);
