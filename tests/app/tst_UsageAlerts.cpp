@@ -199,7 +199,8 @@ void UsageAlertsTest::cardLines_data()
                               << "At this pace: full at 15:50, 1 hr 10 min before reset";
     QTest::newRow("on pace") << std::optional<double>(-4.9) << 0 << "On pace · lasts until reset";
     QTest::newRow("ahead") << std::optional<double>(12.4) << 0 << "12% ahead of an even pace · lasts until reset";
-    QTest::newRow("in reserve") << std::optional<double>(-8.0) << 0 << "8% in reserve · lasts until reset";
+    QTest::newRow("in reserve, from 5 points")
+        << std::optional<double>(-5.0) << 0 << "5% in reserve · lasts until reset";
     QTest::newRow("too early to tell") << std::optional<double>() << 0 << "";
 }
 
