@@ -237,12 +237,16 @@ void AppModelTest::providersSwitchedOnAndOff()
     QCOMPARE(changed.count(), 1);
     QTRY_COMPARE(m_fakes->collections.size(), size_t(2)); // the round it asked for
 
-    // Switched off while that round runs: the round still stores it...
+    // Switched off while that round runs: the round still stores it, though
+    // the tray's percentage leaves it out...
     model->setProvider(UsageProvider::claude, false);
     QVERIFY(!model->latest().contains(UsageProvider::claude));
-    m_fakes->finishAllAt({5});
+    m_fakes->finishAll([this](UsageProvider provider) {
+        return m_fakes->usage(provider, {provider == UsageProvider::claude ? 95.0 : 5.0});
+    });
     QTRY_VERIFY(!model->isRefreshing());
     QVERIFY(model->latest().contains(UsageProvider::claude));
+    QCOMPARE(model->menuBarTitle(), QStringLiteral("5%"));
     // ... and the next one removes it for good. (The round setProvider asked
     // for found that one still running and returned at once.)
     QFuture<void> next = model->refresh();
