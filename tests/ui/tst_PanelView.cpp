@@ -6,6 +6,7 @@
 #include "storage/ArchiveFormat.h"
 #include "system/AtomicFile.h"
 #include "tests/ui/ViewTestApplication.h"
+#include "ui/dashboard/DashboardPlacement.h"
 #include "ui/history/ColumnMerge.h"
 #include "ui/history/HistoryPlot.h"
 #include "ui/history/HistorySeries.h"
@@ -75,6 +76,8 @@ private Q_SLOTS:
 
     void panelFromPlaceholdersToCards();
     void overviewOnADarkDesktop();
+    void dashboardFrameOnTheScreen_data();
+    void dashboardFrameOnTheScreen();
     void forecastInCardsHeaderAndWarning();
     void buildSeries_data();
     void buildSeries();
@@ -225,6 +228,9 @@ void PanelViewTest::overviewOnADarkDesktop()
     QVERIFY(visibleItem(visibleItem(overview, "providerCard_claude"), "fableNote"));
     QTest::qWait(50);
     const QImage full = screenshot(m_app->dashboard().window(), "dashboard-overview-dark");
+    // Opened on a screen lower than its preferred height, it fits the screen.
+    QQuickWindow *dashboard = m_app->dashboard().window();
+    QCOMPARE(dashboard->frameGeometry(), dashboard->screen()->availableGeometry().adjusted(148, 0, -148, 0));
     QVERIFY(readsOnDark(overview, "cardTitle"));
     QVERIFY(readsOnDark(overview, "usedText"));
     QVERIFY(colourAtCentre(full, visibleItem(overview->window()->contentItem(), "sidebar_providers")).lightnessF()
@@ -233,6 +239,32 @@ void PanelViewTest::overviewOnADarkDesktop()
     m_model->refreshNow();
     finishRound({usage(UsageProvider::codex, {42, 7}), claude});
     QTRY_VERIFY(visibleItems(visibleItem(overview, "providerCard_claude"), "fableNote").isEmpty());
+}
+
+void PanelViewTest::dashboardFrameOnTheScreen_data()
+{
+    QTest::addColumn<QRect>("saved");
+    QTest::addColumn<QRect>("available");
+    QTest::addColumn<QRect>("frame");
+
+    const QRect laptop(0, 32, 1366, 736);
+    QTest::newRow("first opening on a large screen") << QRect() << QRect(0, 0, 1920, 1080) << QRect(470, 160, 980, 760);
+    QTest::newRow("saved frame, still on the screen") << QRect(10, 40, 1000, 700) << laptop << QRect(10, 40, 1000, 700);
+    QTest::newRow("saved on a larger monitor, partly on this one")
+        << QRect(900, 300, 1600, 1000) << laptop << QRect(0, 32, 1366, 736);
+    QTest::newRow("saved across the right edge") << QRect(1200, 100, 980, 640) << laptop << QRect(386, 100, 980, 640);
+    QTest::newRow("saved where no screen is any more")
+        << QRect(3000, 0, 980, 760) << laptop << QRect(193, 32, 980, 736);
+    QTest::newRow("screen smaller than the minimum") << QRect() << QRect(0, 0, 800, 600) << QRect(0, 0, 900, 620);
+    QTest::newRow("no screen known") << QRect(5, 5, 990, 700) << QRect() << QRect(5, 5, 990, 700);
+}
+
+void PanelViewTest::dashboardFrameOnTheScreen()
+{
+    QFETCH(QRect, saved);
+    QFETCH(QRect, available);
+    QFETCH(QRect, frame);
+    QCOMPARE(dashboardFrame(saved, QSize(980, 760), QSize(900, 620), available), frame);
 }
 
 void PanelViewTest::forecastInCardsHeaderAndWarning()

@@ -1,6 +1,7 @@
 #include "ui/dashboard/DashboardWindowController.h"
 
 #include "app/AppModel.h"
+#include "ui/dashboard/DashboardPlacement.h"
 #include "ui/platform/X11Desktop.h"
 
 #include <QCloseEvent>
@@ -68,15 +69,16 @@ bool DashboardWindowController::ensureWindow()
     QQmlEngine::setObjectOwnership(m_window, QQmlEngine::CppOwnership);
     m_window->installEventFilter(this);
     const QRect saved = QSettings(m_framePath, QSettings::IniFormat).value(kFrameKey).toRect();
-    QScreen *screen = QGuiApplication::primaryScreen();
-    const QRect available = screen ? screen->availableGeometry() : QRect();
-    if (saved.isValid() && (available.isEmpty() || available.intersects(saved))) {
-        m_window->setGeometry(saved);
-    } else if (!available.isEmpty()) {
-        QRect frame(QPoint(), m_window->size());
-        frame.moveCenter(available.center());
-        m_window->setPosition(frame.topLeft());
-    }
+    // The monitor it was closed on, when that one is still connected.
+    QScreen *screen = saved.isValid() ? QGuiApplication::screenAt(saved.center()) : nullptr;
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    // The window manager's frame, where the platform knows it before showing,
+    // must fit the free area too.
+    m_window->create();
+    const QRect available = screen ? screen->availableGeometry().marginsRemoved(m_window->frameMargins()) : QRect();
+    if (saved.isValid() || !available.isEmpty())
+        m_window->setGeometry(dashboardFrame(saved, m_window->size(), m_window->minimumSize(), available));
     return true;
 }
 
