@@ -31,6 +31,8 @@ SettingsPage {
             Button {
                 objectName: "checkForUpdatesButton"
                 text: "Check for Updates…"
+                // Fusion pads a button's text by four pixels: too tight for a long label.
+                horizontalPadding: 12
                 enabled: App.updater.canCheckForUpdates
                 onClicked: App.updater.checkForUpdates()
             }
