@@ -5,6 +5,7 @@
 #include "system/ChildProcess.h"
 #include "system/FileSystem.h"
 #include "system/PipeReader.h"
+#include "system/ProcessEnvironment.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -73,6 +74,7 @@ Result<ProviderSnapshot> collect(const QString &executablePath, double timeout, 
     ChildOptions options;
     options.program = executablePath;
     options.arguments = {QStringLiteral("app-server"), QStringLiteral("--listen"), QStringLiteral("stdio://")};
+    options.environment = ProcessEnvironment::forExecutable(ProcessEnvironment::entries(), executablePath);
     options.input = ChildStream::pipe;
     options.output = ChildStream::pipe;
     // Never read: /dev/null can never fill up and block the server.

@@ -60,6 +60,7 @@ private Q_SLOTS:
     void timeouts();
     void wrapperAndStubbornGrandchildAreStopped();
     void candidatesInTurn();
+    void interpreterBesideTheExecutable();
     void noExecutableAnywhere();
 };
 
@@ -198,6 +199,24 @@ void CodexCollectorTest::candidatesInTurn()
     QVERIFY_OK(CodexCollector::collectFrom({QStringLiteral("/missing/codex"), working, later}, 5, ScriptedWait{}));
     // One session ran; the candidate after the working one was not tried.
     QCOMPARE(m_fakes->receivedLines().size() - before, 3);
+}
+
+void CodexCollectorTest::interpreterBesideTheExecutable()
+{
+    // As installed by a Node version manager: a script that runs its
+    // interpreter through PATH, the interpreter in the script's own folder,
+    // and that folder not on Limitra's PATH.
+    const QString folder = m_fakes->folder() + QStringLiteral("/node-manager-bin");
+    QVERIFY(QDir().mkpath(folder));
+    const auto write = [&](const QString &name, const QByteArray &text) {
+        QFile file(folder + '/' + name);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+    };
+    write(QStringLiteral("limitra-test-node"), "#!/bin/sh\nexec /bin/sh \"$@\"\n");
+    write(QStringLiteral("codex"), "#!/usr/bin/env limitra-test-node\nexec '"
+                                       + QFile::encodeName(m_fakes->codex(QStringLiteral("standard"))) + "' \"$@\"\n");
+    QVERIFY_OK(CodexRPCSession::collect(folder + QStringLiteral("/codex"), 10, ScriptedWait{}));
 }
 
 void CodexCollectorTest::noExecutableAnywhere()
