@@ -124,6 +124,10 @@ void CodexCollectorTest::failures_data()
     // The end of the output says that no answer will come, before any limit.
     QTest::newRow("exits after the request") << "read -r l; exit 3"
                                              << "The Codex app server exited without answering.";
+    // An old codex that has no app server says so, in colour, and leaves.
+    QTest::newRow("says why and exits")
+        << R"(printf 'usage: codex\n\033[31merror:\033[0m no app-server\n\n' >&2; exit 2)"
+        << "The Codex app server exited without answering (error: no app-server).";
     QTest::newRow("endless line") << "exec cat /dev/zero"
                                   << "The provider returned an unsupported response: "
                                      "a message from the Codex app server was longer than 4 MiB";
