@@ -35,15 +35,19 @@ const QByteArray kInterrupt = QByteArrayLiteral("\x1b\x03\x03");
 
 // Our environment, with the folder as PWD and without API credentials, so
 // that Claude Code reports the signed-in subscription's limits.
-QList<QByteArray> probeEnvironment(const QString &executable, const QString &folder)
+QList<QByteArray> probeEnvironment(const QString &folder)
 {
-    QList<QByteArray> environment = ProcessEnvironment::entries();
-    environment.removeIf([](const QByteArray &entry) {
-        return entry.startsWith("ANTHROPIC_API_KEY=") || entry.startsWith("ANTHROPIC_AUTH_TOKEN=")
-               || entry.startsWith("PWD=");
-    });
+    QList<QByteArray> environment;
+    const std::scoped_lock environmentLock(ProcessEnvironment::lock());
+    for (char **entry = environ; entry && *entry; ++entry) {
+        const QByteArray text(*entry);
+        if (text.startsWith("ANTHROPIC_API_KEY=") || text.startsWith("ANTHROPIC_AUTH_TOKEN=")
+            || text.startsWith("PWD="))
+            continue;
+        environment.append(text);
+    }
     environment.append("PWD=" + QFile::encodeName(folder));
-    return ProcessEnvironment::forExecutable(std::move(environment), executable);
+    return environment;
 }
 
 void sleepFor(std::chrono::milliseconds duration)
@@ -92,7 +96,7 @@ Result<ProviderSnapshot> collectSnapshot(const QString &executable, double timeo
     options.program = executable;
     options.arguments = {QStringLiteral("/usage"), QStringLiteral("--ax-screen-reader"), QStringLiteral("--safe-mode")};
     options.workingDirectory = folder;
-    options.environment = probeEnvironment(executable, folder);
+    options.environment = probeEnvironment(folder);
     options.terminal = terminal.slavePath();
     Result<std::unique_ptr<ChildProcess>> started = ChildProcess::start(options);
     if (!started) {

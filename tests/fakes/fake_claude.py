@@ -82,7 +82,6 @@ def describe_start():
         "argv": sys.argv[sys.argv.index("--") + 1:] if "--" in sys.argv else [],
         "cwd": os.getcwd(),
         "pwd": os.environ.get("PWD"),
-        "path": os.environ.get("PATH"),
         "apiKey": "ANTHROPIC_API_KEY" in os.environ,
         "authToken": "ANTHROPIC_AUTH_TOKEN" in os.environ,
         "keptVariable": os.environ.get("FAKE_CLAUDE_KEPT"),

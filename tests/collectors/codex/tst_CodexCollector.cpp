@@ -60,7 +60,6 @@ private Q_SLOTS:
     void timeouts();
     void wrapperAndStubbornGrandchildAreStopped();
     void candidatesInTurn();
-    void interpreterBesideTheExecutable();
     void noExecutableAnywhere();
 };
 
@@ -124,10 +123,6 @@ void CodexCollectorTest::failures_data()
     // The end of the output says that no answer will come, before any limit.
     QTest::newRow("exits after the request") << "read -r l; exit 3"
                                              << "The Codex app server exited without answering.";
-    // An old codex that has no app server says so, in colour, and leaves.
-    QTest::newRow("says why and exits")
-        << R"(printf 'usage: codex\n\033[31merror:\033[0m no app-server\n\n' >&2; exit 2)"
-        << "The Codex app server exited without answering (error: no app-server).";
     QTest::newRow("endless line") << "exec cat /dev/zero"
                                   << "The provider returned an unsupported response: "
                                      "a message from the Codex app server was longer than 4 MiB";
@@ -203,24 +198,6 @@ void CodexCollectorTest::candidatesInTurn()
     QVERIFY_OK(CodexCollector::collectFrom({QStringLiteral("/missing/codex"), working, later}, 5, ScriptedWait{}));
     // One session ran; the candidate after the working one was not tried.
     QCOMPARE(m_fakes->receivedLines().size() - before, 3);
-}
-
-void CodexCollectorTest::interpreterBesideTheExecutable()
-{
-    // As installed by a Node version manager: a script that runs its
-    // interpreter through PATH, the interpreter in the script's own folder,
-    // and that folder not on Limitra's PATH.
-    const QString folder = m_fakes->folder() + QStringLiteral("/node-manager-bin");
-    QVERIFY(QDir().mkpath(folder));
-    const auto write = [&](const QString &name, const QByteArray &text) {
-        QFile file(folder + '/' + name);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
-    };
-    write(QStringLiteral("limitra-test-node"), "#!/bin/sh\nexec /bin/sh \"$@\"\n");
-    write(QStringLiteral("codex"), "#!/usr/bin/env limitra-test-node\nexec '"
-                                       + QFile::encodeName(m_fakes->codex(QStringLiteral("standard"))) + "' \"$@\"\n");
-    QVERIFY_OK(CodexRPCSession::collect(folder + QStringLiteral("/codex"), 10, ScriptedWait{}));
 }
 
 void CodexCollectorTest::noExecutableAnywhere()
