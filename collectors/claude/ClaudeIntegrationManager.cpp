@@ -124,7 +124,8 @@ bool holdsBrokenBridge(const QJsonObject &settings)
 std::optional<QJsonValue> savedStatusLine(JsonNumberShield &numbers)
 {
     Result<QByteArray> bytes = FileSystem::readFile(backupPath());
-    if (!bytes)
+    // A broken backup is as good as none: nothing of it is put back.
+    if (!bytes || !requireJsonGrammar(*bytes, QStringLiteral("The status-line backup")))
         return std::nullopt;
     const QJsonObject backup = QJsonDocument::fromJson(numbers.shield(*bytes)).object();
     if (!backup.value(kHadStatusLine).toBool(false))

@@ -2,6 +2,7 @@
 
 #include "collectors/claude/ClaudeIntegrationManager.h"
 #include "collectors/claude/StatusLineInput.h"
+#include "model/Json.h"
 #include "system/AppPaths.h"
 #include "system/AtomicFile.h"
 #include "system/ChildProcess.h"
@@ -31,10 +32,11 @@ QString wholePercent(double value)
 
 std::optional<QString> summaryPart(const QJsonObject &limits, const QString &key, const QString &prefix)
 {
-    const QJsonValue used = limits.value(key).toObject().value(QStringLiteral("used_percentage"));
-    if (!used.isDouble())
+    const std::optional<double> used =
+        jsonNumber(limits.value(key).toObject().value(QStringLiteral("used_percentage")));
+    if (!used)
         return std::nullopt;
-    return prefix + wholePercent(used.toDouble()) + QLatin1Char('%');
+    return prefix + wholePercent(*used) + QLatin1Char('%');
 }
 
 } // namespace
@@ -61,6 +63,8 @@ Result<std::optional<QByteArray>> runOriginalStatusLine(const QByteArray &input,
     const std::optional<QByteArray> none;
     Result<QByteArray> backup = FileSystem::readFile(ClaudeIntegrationManager::backupPath());
     if (!backup)
+        return none;
+    if (!requireJsonGrammar(*backup, QStringLiteral("The status-line backup")))
         return none;
     const QJsonDocument document = QJsonDocument::fromJson(*backup);
     const QJsonObject statusLine = document.object().value(QStringLiteral("statusLine")).toObject();
@@ -103,10 +107,9 @@ int run()
     const StatusLineInput input = readStatusLineInput(STDIN_FILENO, kInputTimeLimit, kMaxPayloadBytes);
     if (input.bytes.isEmpty() || !input.finished)
         return 2;
-    // Only a JSON object or array is a payload; its shape is the collector's business.
-    QJsonParseError parseError{};
-    QJsonDocument::fromJson(input.bytes, &parseError);
-    if (parseError.error != QJsonParseError::NoError)
+    // Only a JSON object or array is a payload, held to the grammar as strictly
+    // as the collector reads it back; its shape is the collector's business.
+    if (!parseJson(input.bytes, QStringLiteral("The status-line payload")))
         return 2;
 
     if (!AppPaths::ensureApplicationSupportDirectory())

@@ -142,6 +142,9 @@ void ClaudeIntegrationManagerTest::removals_data()
     QTest::newRow("a damaged backup counts as none")
         << QByteArray() << QByteArray(R"({"hadStatusLine": "yes", "statusLine": "echo no"})")
         << json({{QStringLiteral("theme"), QStringLiteral("dark")}});
+    QTest::newRow("a backup that is JSON only to a lax reader")
+        << QByteArray() << QByteArray(R"({"hadStatusLine": true, "statusLine": "echo no", "n": .5})")
+        << json({{QStringLiteral("theme"), QStringLiteral("dark")}});
 }
 
 void ClaudeIntegrationManagerTest::removals()

@@ -79,6 +79,8 @@ void StatusLineHelperTest::runs_data()
     QTest::newRow("empty input") << none << QByteArray() << 2 << none;
     QTest::newRow("broken object") << none << QByteArray(R"({"a": })") << 2 << none;
     QTest::newRow("garbage after the document") << none << QByteArray("{} trailing") << 2 << none;
+    // Qt's own reader would take (and repair) this; the collector would not.
+    QTest::newRow("number without a leading digit") << none << QByteArray(R"({"a": .5})") << 2 << none;
     const QByteArray padding(ClaudeStatusLineHelper::kMaxPayloadBytes, 'p');
     QTest::newRow("larger than any payload") << none << "{\"padding\":\"" + padding + "\"}" << 2 << none;
     // The user's previous status line, run with the payload on its input.
@@ -136,6 +138,8 @@ void StatusLineHelperTest::previousCommand_data()
     // A bridge (of any copy) would call the helper again, and again.
     QTest::newRow("a bridge") << backupOf("echo '/old/limitra --claude-statusline'") << none;
     QTest::newRow("backup: not JSON") << QByteArray("{statusLine") << none;
+    QTest::newRow("backup: JSON only to a lax reader")
+        << QByteArray(R"({"statusLine":{"type":"command","command":"echo no","padding":.5}})") << none;
     QTest::newRow("backup: other type") << QByteArray(R"({"statusLine":{"type":"static","command":"echo no"}})")
                                         << none;
     QTest::newRow("backup: command not a string")
@@ -297,6 +301,8 @@ void StatusLineHelperTest::summaryNumbers_data()
                                        << "Claude · 5h 0%\n";
     QTest::newRow("weekly only, huge") << QByteArray(R"({"rate_limits":{"seven_day":{"used_percentage":1e20}}})")
                                        << "Claude · 7d 100000000000000000000%\n";
+    QTest::newRow("true counts as 1, as in the collector")
+        << QByteArray(R"({"rate_limits":{"five_hour":{"used_percentage":true}}})") << "Claude · 5h 1%\n";
     QTest::newRow("empty object") << QByteArray("{}") << QString::fromUtf8(kWaiting);
     QTest::newRow("other windows never shown")
         << QByteArray(R"({"rate_limits":{"opus":{"used_percentage":5},"seven_day":{"used_percentage":"5"}}})")
