@@ -31,9 +31,14 @@ struct ProviderSnapshot {
     friend bool operator==(const ProviderSnapshot &, const ProviderSnapshot &) = default;
 };
 
+// Over every member, as equality is.
+size_t qHash(const ProviderSnapshot &snapshot, size_t seed = 0);
+
 // The root of the history file.
 struct UsageArchive {
     QList<ProviderSnapshot> snapshots;
 
     friend bool operator==(const UsageArchive &, const UsageArchive &) = default;
 };
+
+size_t qHash(const UsageArchive &archive, size_t seed = 0);

@@ -1,6 +1,9 @@
 #include "model/UsageWindow.h"
 
+#include "model/OptionalHash.h"
 #include "model/RelativeTime.h"
+
+#include <QHashFunctions>
 
 QString UsageWindow::resetDescription(const QDateTime &now) const
 {
@@ -16,4 +19,10 @@ void addWindow(QList<UsageWindow> &windows, UsageWindow window)
             return;
     }
     windows.append(std::move(window));
+}
+
+size_t qHash(const UsageWindow &window, size_t seed)
+{
+    return qHashMulti(seed, window.id, window.label, window.usedPercent, optionalHash(window.resetsAt),
+                      optionalHash(window.windowMinutes), optionalHash(window.scope));
 }

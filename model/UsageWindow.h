@@ -26,6 +26,9 @@ struct UsageWindow {
     friend bool operator==(const UsageWindow &, const UsageWindow &) = default;
 };
 
+// Over every member, as equality is, so that windows can key sets and hashes.
+size_t qHash(const UsageWindow &window, size_t seed = 0);
+
 // Adds `window` to a snapshot's windows unless one with its id is there: an id
 // appears once per snapshot (the first one wins), whatever the source says, so
 // that everything keyed by id (the views' lists, the alerts) can rely on it.

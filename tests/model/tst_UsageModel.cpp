@@ -7,6 +7,7 @@
 #include "tests/support/ResultChecks.h"
 #include "tests/support/SnapshotSamples.h"
 
+#include <QTimeZone>
 #include <QtTest>
 
 class UsageModelTest : public QObject
@@ -17,6 +18,7 @@ private Q_SLOTS:
     void relativeTime_data();
     void relativeTime();
     void computedTexts();
+    void equalValuesHashAlike();
     void rawValuesReadBack();
     void shortcutStoredForm();
     void keyLabels_data();
@@ -60,6 +62,23 @@ void UsageModelTest::computedTexts()
     QCOMPARE(snapshot.freshnessDescription(now), QStringLiteral("Updated 3 min. ago"));
     QCOMPARE(LimitraError::integrationNotConfigured().description(),
              QStringLiteral("Claude integration is not configured yet."));
+}
+
+void UsageModelTest::equalValuesHashAlike()
+{
+    // Equal, though written differently: the same instant in another zone, -0.
+    UsageWindow window{.id = QStringLiteral("codex.primary"),
+                       .usedPercent = 0.0,
+                       .resetsAt = QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC)};
+    UsageWindow other = window;
+    other.usedPercent = -0.0;
+    other.resetsAt = window.resetsAt->toTimeZone(QTimeZone("Europe/Berlin"));
+    ProviderSnapshot snapshot{.collectedAt = *window.resetsAt, .windows = {window}};
+    ProviderSnapshot copy = snapshot;
+    copy.windows = {other};
+    QCOMPARE(copy, snapshot);
+    QCOMPARE(qHash(copy), qHash(snapshot));
+    QCOMPARE(qHash(UsageArchive{{copy}}), qHash(UsageArchive{{snapshot}}));
 }
 
 void UsageModelTest::rawValuesReadBack()
