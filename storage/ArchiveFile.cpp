@@ -78,6 +78,14 @@ std::map<UsageProvider, const ProviderSnapshot *> latestByProvider(const QList<P
     return latest;
 }
 
+QList<ProviderSnapshot> storedForm(const QList<ProviderSnapshot> &snapshots)
+{
+    if (snapshots.isEmpty())
+        return {};
+    Result<UsageArchive> read = ArchiveFormat::decode(ArchiveFormat::encode({snapshots}));
+    return read ? std::move(read->snapshots) : QList<ProviderSnapshot>();
+}
+
 bool isNearDuplicate(const ProviderSnapshot &candidate, const ProviderSnapshot *latest)
 {
     return latest && latest->collectedAt.msecsTo(candidate.collectedAt) < kNearDuplicateMs
@@ -108,12 +116,7 @@ void ArchiveFile::ensureLoaded()
     Result<QByteArray> bytes =
         FileSystem::readFile(m_path, qint64(2) * 1024 * 1024 * 1024, ArchiveFormat::kReadPadding);
     Result<UsageArchive> decoded = bytes ? ArchiveFormat::decode(*bytes) : Result<UsageArchive>(bytes.error());
-    if (!decoded && QFileInfo(m_path).isFile()) {
-        // The next append starts a new history: keep what could not be read
-        // (replacing an older such copy) instead of overwriting it.
-        const QByteArray damaged = QFile::encodeName(m_path + QStringLiteral(".damaged"));
-        ::rename(QFile::encodeName(m_path).constData(), damaged.constData());
-    }
+    m_unreadable = !decoded && QFileInfo(m_path).isFile();
     m_history = decoded ? std::move(decoded->snapshots) : QList<ProviderSnapshot>();
     m_historySorted = ArchiveFormat::isSorted(*m_history);
 }
@@ -138,6 +141,11 @@ Result<QList<ProviderSnapshot>> ArchiveFile::append(const QList<ProviderSnapshot
         if (!isNearDuplicate(snapshot, found == latest.end() ? nullptr : found->second))
             accepted.append(snapshot);
     }
+
+    // Into the history as the file will read them back (whole seconds), so
+    // that this history and the one a later start reads agree, near-duplicates
+    // included.
+    accepted = storedForm(accepted);
 
     const QDateTime cutoff = m_clock().addMSecs(-static_cast<qint64>(m_retentionSeconds * 1000.0));
     const auto expired = [&cutoff](const ProviderSnapshot &snapshot) { return snapshot.collectedAt < cutoff; };
@@ -167,6 +175,13 @@ Result<QList<ProviderSnapshot>> ArchiveFile::append(const QList<ProviderSnapshot
     const bool copyable = appendsInOrder && m_layout && fileIsOurs();
     if (Result<void> folder = FileSystem::makeDirectories(QFileInfo(m_path).absolutePath()); !folder)
         return folder.error();
+    if (m_unreadable) {
+        // This append starts a new history: keep what could not be read
+        // (replacing an older such copy) instead of overwriting it.
+        const QByteArray damaged = QFile::encodeName(m_path + QStringLiteral(".damaged"));
+        ::rename(QFile::encodeName(m_path).constData(), damaged.constData());
+        m_unreadable = false;
+    }
     Result<Layout> written = write(merged, copyable ? firstKept : -1, accepted.size());
     if (!written)
         return written.error();

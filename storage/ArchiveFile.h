@@ -24,8 +24,8 @@ public:
     ArchiveFile(QString path, double retentionSeconds, Clock clock);
 
     // The stored history. Records that do not decode are left out; a file
-    // that cannot be read as a history gives an empty one and is renamed to
-    // "<name>.damaged", so that the next append does not overwrite it.
+    // that cannot be read as a history gives an empty one, and the next append
+    // renames it to "<name>.damaged" instead of overwriting it.
     Result<QList<ProviderSnapshot>> load();
 
     // Adds `snapshots` (dropping near-duplicates of each provider's newest
@@ -54,5 +54,6 @@ private:
     Clock m_clock;
     std::optional<QList<ProviderSnapshot>> m_history;
     bool m_historySorted = true;
+    bool m_unreadable = false; // the file is there but held no history
     std::optional<Layout> m_layout;
 };

@@ -125,6 +125,15 @@ void UsageArchiveStoreTest::nearDuplicates()
     QVERIFY(archive.append({snapshot(UsageProvider::claude, moment, 60), snapshot(UsageProvider::claude, moment, 70)})
                 .ok());
     QCOMPARE(added(snapshot(UsageProvider::claude, moment.addSecs(10), 60)), 0);
+
+    // The rule measures from the time as stored, in whole seconds, as it would
+    // after a restart: 30.5 s after what the file holds, not 29.6 s.
+    const QDateTime second = kNow.addSecs(300);
+    QVERIFY(archive.append({snapshot(UsageProvider::codex, second.addMSecs(900), 12)}).ok());
+    QCOMPARE(added(snapshot(UsageProvider::codex, second.addMSecs(30500), 12)), 1);
+    const QList<ProviderSnapshot> history = archive.load().value();
+    QVERIFY(std::any_of(history.cbegin(), history.cend(),
+                        [&second](const ProviderSnapshot &stored) { return stored.collectedAt == second; }));
 }
 
 void UsageArchiveStoreTest::damagedFileIsReplaced()
@@ -134,6 +143,8 @@ void UsageArchiveStoreTest::damagedFileIsReplaced()
     m_home->writeFile(QStringLiteral("data/Limitra/usage-history.json"), content);
     ArchiveFile archive = file();
     QVERIFY(archive.load().value().isEmpty());
+    // Reading changes nothing; the first write keeps the damaged file aside.
+    QCOMPARE(readAll(path()), content);
     const ProviderSnapshot fresh = snapshot(UsageProvider::codex, kNow);
     QCOMPARE(ids(archive.append({fresh}).value()), QList<QUuid>{fresh.id});
     QCOMPARE(onDisk(), QList<QUuid>{fresh.id});
