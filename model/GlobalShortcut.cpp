@@ -11,11 +11,10 @@ namespace {
 
 // X11 keysyms of the keys that are named rather than typed.
 constexpr std::array<std::pair<quint32, const char *>, 25> kSpecialLabels{{
-    {0xff0d, "Return"},    {0xff8d, "Enter"}, {0xff09, "Tab"},  {0x0020, "Space"}, {0xffff, "Delete"},
-    {0xff51, "Left"},      {0xff53, "Right"}, {0xff54, "Down"}, {0xff52, "Up"},    {0xff55, "Page Up"},
-    {0xff56, "Page Down"}, {0xff50, "Home"},  {0xff57, "End"},  {0xffbe, "F1"},    {0xffbf, "F2"},
-    {0xffc0, "F3"},        {0xffc1, "F4"},    {0xffc2, "F5"},   {0xffc3, "F6"},    {0xffc4, "F7"},
-    {0xffc5, "F8"},        {0xffc6, "F9"},    {0xffc7, "F10"},  {0xffc8, "F11"},   {0xffc9, "F12"},
+    {0xff0d, "↩"},  {0xff8d, "⌤"},   {0xff09, "⇥"},   {0x0020, "Space"}, {0xffff, "⌦"},  {0xff51, "←"},  {0xff53, "→"},
+    {0xff54, "↓"},  {0xff52, "↑"},   {0xff55, "⇞"},   {0xff56, "⇟"},     {0xff50, "↖"},  {0xff57, "↘"},  {0xffbe, "F1"},
+    {0xffbf, "F2"}, {0xffc0, "F3"},  {0xffc1, "F4"},  {0xffc2, "F5"},    {0xffc3, "F6"}, {0xffc4, "F7"}, {0xffc5, "F8"},
+    {0xffc6, "F9"}, {0xffc7, "F10"}, {0xffc8, "F11"}, {0xffc9, "F12"},
 }};
 
 } // namespace
@@ -67,7 +66,7 @@ std::optional<QString> GlobalShortcut::label(quint32 keysym, const QString &text
 {
     for (const auto &[special, name] : kSpecialLabels) {
         if (special == keysym)
-            return QString::fromLatin1(name);
+            return QString::fromUtf8(name);
     }
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty())

@@ -123,8 +123,8 @@ void UsageModelTest::keyLabels_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("label"); // empty: none
     const std::tuple<quint32, const char *, const char *> rows[] = {
-        {0x20, " ", "Space"}, {0xff0d, "\r", "Return"}, {0xff8d, "\r", "Enter"}, {0xffc9, "", "F12"},
-        {0x75, "u", "U"},     {0xe9, "é", "É"},         {0xffe1, "", ""},        {0xff0b, "\t ", ""}};
+        {0x20, " ", "Space"}, {0xff0d, "\r", "↩"}, {0xff8d, "\r", "⌤"}, {0xffc9, "", "F12"},
+        {0x75, "u", "U"},     {0xe9, "é", "É"},    {0xffe1, "", ""},    {0xff0b, "\t ", ""}};
     for (const auto &[keysym, text, label] : rows)
         QTest::addRow("%x", keysym) << keysym << QString::fromUtf8(text) << QString::fromUtf8(label);
 }

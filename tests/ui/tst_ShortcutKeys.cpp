@@ -36,7 +36,7 @@ void ShortcutKeysTest::record_data()
     QTest::newRow("Super+F5") << int(Qt::Key_F5) << 0u << Qt::KeyboardModifiers(Qt::MetaModifier) << ""
                               << Outcome::accepted << "Super+F5 ffc2";
     QTest::newRow("Alt+Return") << int(Qt::Key_Return) << 0xff0du << Qt::KeyboardModifiers(Qt::AltModifier) << "\r"
-                                << Outcome::accepted << "Alt+Return ff0d";
+                                << Outcome::accepted << "Alt+↩ ff0d";
     QTest::newRow("Shift+A alone") << int(Qt::Key_A) << 0x41u << Qt::KeyboardModifiers(Qt::ShiftModifier) << "A"
                                    << Outcome::needsModifier << "";
     QTest::newRow("no modifier") << int(Qt::Key_U) << 0x75u << Qt::KeyboardModifiers() << "u" << Outcome::needsModifier
