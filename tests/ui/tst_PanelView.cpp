@@ -172,6 +172,12 @@ void PanelViewTest::panelFromPlaceholdersToCards()
              QStringList{"Both providers are hidden. Turn one back on in the dashboard settings."});
     for (const char *action : {"openDashboardButton", "checkForUpdatesButton", "quitButton"})
         QVERIFY2(visibleItem(panel, action), action);
+    // The actions follow the text at once, and the window holds all of them.
+    const auto bottom = [](QQuickItem *item) { return item->mapToScene({0, item->height()}).y(); };
+    QTRY_VERIFY(visibleItem(panel, "openDashboardButton")->mapToScene({0, 0}).y()
+                    - bottom(visibleItem(panel, "bothHiddenText"))
+                < 50);
+    QTRY_VERIFY(bottom(visibleItem(panel, "quitButton")) <= m_app->panel().window()->height());
     screenshot(m_app->panel().window(), "panel-both-hidden");
 
     // Escape closes it; the tray icon toggles it.

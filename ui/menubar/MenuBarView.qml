@@ -73,8 +73,11 @@ Item {
         }
 
         ProviderList {
+            // Out of the layout when empty: a list emptied while shown keeps
+            // its last height.
+            visible: App.model.visibleProviders.length > 0
             Layout.fillWidth: true
-            spacing: 10
+            spacing: 14
             compact: true
         }
 
