@@ -243,27 +243,19 @@ std::optional<QDateTime> parseReset(const QString &text, const QDateTime &now)
     return std::nullopt;
 }
 
-std::optional<double> usedPercent(const QString &line)
+// The number that ends `text`.
+std::optional<double> numberAtEnd(QStringView text)
 {
-    const qsizetype usedAt = line.indexOf(QLatin1String("used"), 0, Qt::CaseInsensitive);
-    if (usedAt < 0)
-        return std::nullopt;
-    QStringView before = QStringView(line).left(usedAt).trimmed();
-    if (!before.endsWith(QLatin1Char('%')))
-        return std::nullopt;
-    before.chop(1);
-    // The number glued to the sign must be a plain decimal, and no part of a
-    // word ("1e308", "abc5"); bar glyphs may touch it, since the terminal
-    // draws some spaces as cursor moves.
-    qsizetype start = before.size();
+    // A plain decimal, and no part of a word ("1e308", "abc5"); bar glyphs may
+    // touch it, since the terminal draws some spaces as cursor moves.
+    qsizetype start = text.size();
     while (start > 0
-           && (before[start - 1].isDigit() || before[start - 1] == QLatin1Char('.')
-               || before[start - 1] == QLatin1Char('-')))
+           && (text[start - 1].isDigit() || text[start - 1] == QLatin1Char('.') || text[start - 1] == QLatin1Char('-')))
         --start;
-    if (start > 0 && (before[start - 1].isLetter() || before[start - 1] == QLatin1Char('+')))
+    if (start > 0 && (text[start - 1].isLetter() || text[start - 1] == QLatin1Char('+')))
         return std::nullopt;
     static const QRegularExpression decimal(QStringLiteral("^-?[0-9]+(\\.[0-9]+)?$"));
-    const QStringView word = before.mid(start);
+    const QStringView word = text.mid(start);
     if (!decimal.match(word).hasMatch())
         return std::nullopt;
     bool ok = false;
@@ -271,6 +263,23 @@ std::optional<double> usedPercent(const QString &line)
     if (!ok || !std::isfinite(value))
         return std::nullopt;
     return value;
+}
+
+std::optional<double> usedPercent(const QString &line)
+{
+    const qsizetype usedAt = line.indexOf(QLatin1String("used"), 0, Qt::CaseInsensitive);
+    if (usedAt < 0)
+        return std::nullopt;
+    // The percentage just before "used" ("100% 99% used" shows a rounded bar
+    // figure, then the exact one); otherwise the one at the line's first "%"
+    // ("Used 4.5% of limit").
+    const QStringView before = QStringView(line).left(usedAt).trimmed();
+    if (before.endsWith(QLatin1Char('%')))
+        return numberAtEnd(before.chopped(1).trimmed());
+    const qsizetype percent = line.indexOf(QLatin1Char('%'));
+    if (percent < 0)
+        return std::nullopt;
+    return numberAtEnd(QStringView(line).left(percent).trimmed());
 }
 
 std::optional<QString> planName(const QStringList &lines)
@@ -371,8 +380,9 @@ bool showsWholeScreen(const QString &text)
     // The footer stands under the sections once they are drawn: "Esc to close"
     // today, "Esc to cancel" in older versions. Both also stand under other
     // screens (the loading one, the folder-trust question), so a footer only
-    // counts when drawn after the session section.
-    const qsizetype section = text.lastIndexOf(QLatin1String("Current session"), -1, Qt::CaseInsensitive);
+    // counts when drawn after a section (an account may have weekly ones only).
+    const qsizetype section = std::max(text.lastIndexOf(QLatin1String("Current session"), -1, Qt::CaseInsensitive),
+                                       text.lastIndexOf(QLatin1String("Current week"), -1, Qt::CaseInsensitive));
     if (section < 0)
         return false;
     const qsizetype footer =

@@ -38,9 +38,8 @@ LimitraApplication::LimitraApplication(AppModel &model, UpdaterModel &updater, c
     m_engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
     m_model.setPanelAvailable([this] { return m_tray && m_tray->isVisible(); });
     // The shortcut opens the panel where a click on the icon would.
-    connect(&m_model, &AppModel::panelToggleRequested, this, [this] {
-        m_panel.toggle(m_tray ? m_tray->anchor() : QRect(QCursor::pos(), QSize(1, 1)));
-    });
+    connect(&m_model, &AppModel::panelToggleRequested, this,
+            [this] { m_panel.toggle(m_tray ? m_tray->anchor() : QRect(QCursor::pos(), QSize(1, 1))); });
     connect(&m_model, &AppModel::dashboardRequested, this, &LimitraApplication::openDashboard);
     connect(&m_trayHosts, &TrayHostWatcher::available, this, &LimitraApplication::createTrayIcon);
 }

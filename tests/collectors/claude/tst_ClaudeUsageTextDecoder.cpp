@@ -207,7 +207,9 @@ void ClaudeUsageTextDecoderTest::numbers_data()
     QTest::newRow("rounded bar figure, then the exact one") << "100% 99% used" << QVariant(99.0);
     QTest::newRow("fraction") << "4.5% Used" << QVariant(4.5);
     QTest::newRow("negative") << "-5% used" << QVariant(-5.0);
-    QTest::newRow("number after used") << "used 10%" << QVariant();
+    QTest::newRow("after used, at the first percent sign") << "version 2 used 10%" << QVariant(10.0);
+    QTest::newRow("used, then the figure") << "Used 4.5% of limit" << QVariant(4.5);
+    QTest::newRow("space before the sign") << "23 % used" << QVariant(23.0);
     QTest::newRow("no percent sign") << "10 used" << QVariant();
     QTest::newRow("two dots") << "1.2.3% used" << QVariant();
     QTest::newRow("nothing before") << "% used" << QVariant();
@@ -291,6 +293,8 @@ void ClaudeUsageTextDecoderTest::screenStates_data()
     QTest::newRow("loading, then the sections without their footer")
         << loading + QStringLiteral("\r\nCurrent session\r\n1% 1% used") << false << false;
     QTest::newRow("trust question, then the loading screen") << trust + loading << false << false;
+    QTest::newRow("weekly sections only")
+        << QStringLiteral("Current week (all models)\r\n3% used\r\nEsc to cancel") << true << false;
     QTest::newRow("signed out") << QStringLiteral("Opus 5.5 · API Usage Billing\r\n") + esc("[31m")
                                        + QStringLiteral("Not logged in · run /login\r\n") + loading
                                 << false << true;
