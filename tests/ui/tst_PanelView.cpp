@@ -245,6 +245,16 @@ void PanelViewTest::overviewOnADarkDesktop()
     m_model->refreshNow();
     finishRound({usage(UsageProvider::codex, {42, 7}), claude});
     QTRY_VERIFY(visibleItems(visibleItem(overview, "providerCard_claude"), "fableNote").isEmpty());
+
+    // Quitting with the dashboard open keeps its frame for the next start.
+    const QRect moved(100, 20, 960, 680);
+    dashboard->setGeometry(moved);
+    QTRY_COMPARE(dashboard->geometry(), moved);
+    m_app.reset();
+    QCOMPARE(QSettings(m_folder->filePath(QStringLiteral("frame.ini")), QSettings::IniFormat)
+                 .value(QStringLiteral("dashboardFrame"))
+                 .toRect(),
+             moved);
 }
 
 void PanelViewTest::dashboardFrameOnTheScreen_data()

@@ -37,6 +37,9 @@ DashboardWindowController::~DashboardWindowController()
     // A window being destroyed still sends events; this filter must not see them.
     if (m_window)
         m_window->removeEventFilter(this);
+    // Quitting (or logging out) with the dashboard open closes no window.
+    if (m_window && m_window->isVisible())
+        saveFrame();
     delete m_window;
 }
 
