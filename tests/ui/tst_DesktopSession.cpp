@@ -336,7 +336,7 @@ void DesktopSessionTest::wholeApplicationWithAStatusNotifierHost()
 void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheIconAndTheShortcut()
 {
     storeShortcut(kControlShiftA);
-    startLimitra();
+    QProcess *limitra = startLimitra();
     QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 30000);
     // A tray that comes later gets the icon.
     m_session->start("trayer", {"--edge", "top", "--align", "left", "--widthtype", "request", "--height", "24"},
@@ -373,6 +373,14 @@ void DesktopSessionTest::withoutTrayTheDashboardOpensAndALaterXEmbedTrayGetsTheI
     for (const uint16_t locks :
          std::initializer_list<uint16_t>{0, XCB_MOD_MASK_LOCK, XCB_MOD_MASK_2, XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2})
         QVERIFY2(!other.grab(a, kControlShiftMask | locks), qPrintable(QString("locks %1").arg(locks)));
+
+    // Ctrl+Q in the dashboard (brought forward by a second start) quits.
+    QCOMPARE(runLimitra({}, {}, m_environment).exitCode, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(limitraWindows(kDashboardWidth).size(), 1, 10000);
+    m_session->key("ctrl+q");
+    QVERIFY(limitra->waitForFinished(10000));
+    QCOMPARE(limitra->exitStatus(), QProcess::NormalExit);
+    QCOMPARE(limitra->exitCode(), 0);
 }
 
 void DesktopSessionTest::aStatusNotifierHostThatComesLaterGetsTheIcon()

@@ -17,6 +17,12 @@ ApplicationWindow {
 
     DesktopPalette { target: window.palette }
 
+    // The panel has Quit; here, with no menu bar, the desktop's usual key.
+    Shortcut {
+        sequences: [StandardKey.Quit]
+        onActivated: App.quit()
+    }
+
     // The pages that exist, in the sidebar's order.
     ListModel {
         id: pages
