@@ -200,9 +200,16 @@ void SettingsPagesTest::alertsAndGeneralPages()
 
     page = openPage("general");
     QVERIFY(page);
+    // A change that fails leaves the switch showing what holds.
+    m_fakes->loginFailure = QStringLiteral("refused");
+    click(visibleItem(page, "launchAtLoginToggle"));
+    QVERIFY(!m_model->launchAtLoginEnabled());
+    QVERIFY(!visibleItem(page, "launchAtLoginToggle")->property("checked").toBool());
+    m_fakes->loginFailure.reset();
     click(visibleItem(page, "launchAtLoginToggle"));
     QVERIFY(m_fakes->loginEnabled);
     QVERIFY(m_model->launchAtLoginEnabled());
+    QVERIFY(visibleItem(page, "launchAtLoginToggle")->property("checked").toBool());
     // The version as built; without a feed, nothing to check.
     const UpdaterModel::Options built = UpdaterModel::Options::current();
     QCOMPARE(texts(page, "versionText"),

@@ -13,8 +13,8 @@ SettingsPage {
         SettingsSwitch {
             objectName: "notificationsToggle"
             text: "Notify me when a limit is high"
-            checked: App.model.notificationsEnabled
-            onToggled: App.model.notificationsEnabled = checked
+            value: App.model.notificationsEnabled
+            onRequested: on => App.model.notificationsEnabled = on
         }
         RowLayout {
             objectName: "thresholdRow"
@@ -42,8 +42,8 @@ SettingsPage {
         SettingsSwitch {
             objectName: "runOutWarningToggle"
             text: "Warn me before a limit runs out"
-            checked: App.model.warnsBeforeRunOut
-            onToggled: App.model.warnsBeforeRunOut = checked
+            value: App.model.warnsBeforeRunOut
+            onRequested: on => App.model.warnsBeforeRunOut = on
         }
     }
 

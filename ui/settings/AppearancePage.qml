@@ -34,8 +34,8 @@ SettingsPage {
         SettingsSwitch {
             objectName: "trayIconToggle"
             text: "Show icon in the system tray"
-            checked: App.model.showsMenuBarIcon
-            onToggled: App.model.showsMenuBarIcon = checked
+            value: App.model.showsMenuBarIcon
+            onRequested: on => App.model.showsMenuBarIcon = on
         }
     }
 

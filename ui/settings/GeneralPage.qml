@@ -11,8 +11,8 @@ SettingsPage {
         SettingsSwitch {
             objectName: "launchAtLoginToggle"
             text: "Launch Limitra at login"
-            checked: App.model.launchAtLoginEnabled
-            onToggled: App.model.setLaunchAtLogin(checked)
+            value: App.model.launchAtLoginEnabled
+            onRequested: on => App.model.setLaunchAtLogin(on)
         }
     }
 

@@ -16,8 +16,8 @@ SettingsPage {
                 required property var modelData
                 objectName: "providerToggle_" + modelData.name
                 text: modelData.title
-                checked: App.model.enabledProviders.indexOf(modelData.name) >= 0
-                onToggled: App.model.setProvider(modelData.name, checked)
+                value: App.model.enabledProviders.indexOf(modelData.name) >= 0
+                onRequested: on => App.model.setProvider(modelData.name, on)
             }
         }
     }

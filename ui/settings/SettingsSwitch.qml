@@ -5,9 +5,21 @@ import Limitra
 // A switch that reads as on or off at a glance in light and dark palettes
 // alike: Fusion's square knob sits on a track whose halves look much the
 // same. A round knob on a track filled with the accent when on.
+//
+// It shows `value`, the setting; a toggle asks for a change (`requested`) and
+// then shows the setting again, so a change the model refuses or that fails
+// (launch at login) does not leave the switch showing it.
 Switch {
     id: control
+    property bool value
+    signal requested(bool on)
+
     spacing: 8
+    checked: value
+    onToggled: {
+        requested(checked)
+        checked = Qt.binding(() => control.value)
+    }
 
     indicator: Rectangle {
         implicitWidth: 34
