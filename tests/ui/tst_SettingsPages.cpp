@@ -136,6 +136,11 @@ void SettingsPagesTest::appearancePage()
     QVERIFY(!m_fakes->registered);
     click(visibleItem(window->contentItem(), "sidebar_general"));
     QTRY_COMPARE(m_fakes->registered, GlobalShortcut::defaultShortcut());
+    // So does closing the dashboard: its window is hidden, the page kept.
+    click(visibleItem(openPage("appearance"), "shortcutFieldButton"));
+    QVERIFY(!m_fakes->registered);
+    window->close();
+    QTRY_COMPARE(m_fakes->registered, GlobalShortcut::defaultShortcut());
 
     // A shortcut another application holds is reported on the page.
     m_fakes->takenShortcut = GlobalShortcut::defaultShortcut();

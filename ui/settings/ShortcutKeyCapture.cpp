@@ -3,6 +3,7 @@
 #include "ShortcutKeys.h"
 
 #include <QKeyEvent>
+#include <QQuickWindow>
 
 ShortcutKeyCapture::ShortcutKeyCapture(QQuickItem *parent)
     : QQuickItem(parent)
@@ -74,7 +75,22 @@ void ShortcutKeyCapture::itemChange(ItemChange change, const ItemChangeData &val
 {
     if ((change == ItemVisibleHasChanged && !value.boolValue) || (change == ItemSceneChange && !value.window))
         stopRecording();
+    if (change == ItemSceneChange)
+        followWindow(value.window);
     QQuickItem::itemChange(change, value);
+}
+
+// A closed dashboard is hidden, not destroyed: the item stays "visible" in its
+// scene, so the window's own visibility has to end a recording too, or the
+// paused hot key would stay off until the dashboard came back.
+void ShortcutKeyCapture::followWindow(QQuickWindow *window)
+{
+    disconnect(m_windowVisibility);
+    if (window)
+        m_windowVisibility = connect(window, &QWindow::visibleChanged, this, [this](bool visible) {
+            if (!visible)
+                stopRecording();
+        });
 }
 
 void ShortcutKeyCapture::setNeedsModifier(bool needs)

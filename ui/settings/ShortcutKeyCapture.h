@@ -36,7 +36,9 @@ protected:
 
 private:
     void setNeedsModifier(bool needs);
+    void followWindow(QQuickWindow *window);
 
+    QMetaObject::Connection m_windowVisibility;
     bool m_recording = false;
     bool m_needsModifier = false;
 };
