@@ -121,6 +121,13 @@ public:
     QSet<UsageProvider> enabledProviders() const { return m_enabledProviders; }
     bool isDashboardOpen() const { return m_isDashboardOpen; }
     DockIconVisibility dockIconVisibility() const { return m_dockIconVisibility; }
+    // The taskbar choice in force: without a tray host Limitra is reachable
+    // only through its window, as if the icon were hidden, while the stored
+    // choice waits for a host to appear.
+    DockIconVisibility effectiveDockIconVisibility() const
+    {
+        return m_trayHostPresent ? m_dockIconVisibility : DockIconVisibility::always;
+    }
     bool showsMenuBarIcon() const { return m_storedShowsMenuBarIcon; }
     std::optional<GlobalShortcut> menuBarShortcut() const { return m_menuBarShortcut; }
     QString codexExecutablePath() const { return m_codexExecutablePath; }
@@ -146,6 +153,8 @@ public:
 
     // Whether the hot key can toggle a panel (a tray icon exists); the shell tells.
     void setPanelAvailable(std::function<bool()> available) { m_panelAvailable = std::move(available); }
+    // Whether the desktop has a tray to hold the icon; the shell tells.
+    void setTrayHostPresent(bool present);
 
     // --- Refresh -----------------------------------------------------------
     // Loads the history, refreshes once, then every refresh interval counted
@@ -246,6 +255,7 @@ private:
     QSet<UsageProvider> m_enabledProviders;
     bool m_isDashboardOpen = false;
     DockIconVisibility m_dockIconVisibility = DockIconVisibility::whileDashboardOpen;
+    bool m_trayHostPresent = true;
     std::optional<GlobalShortcut> m_menuBarShortcut;
     QString m_codexExecutablePath;
     QString m_claudeExecutablePath;

@@ -56,11 +56,20 @@ void AppModel::setDockIconVisibilityName(const QString &name)
         setDockIconVisibility(*visibility);
 }
 
+void AppModel::setTrayHostPresent(bool present)
+{
+    if (present == m_trayHostPresent)
+        return;
+    m_trayHostPresent = present;
+    applyActivationPolicy();
+}
+
 void AppModel::applyActivationPolicy()
 {
     ActivationPolicy wanted = ActivationPolicy::accessory;
-    if (m_dockIconVisibility == DockIconVisibility::always
-        || (m_dockIconVisibility == DockIconVisibility::whileDashboardOpen && m_isDashboardOpen))
+    const DockIconVisibility visibility = effectiveDockIconVisibility();
+    if (visibility == DockIconVisibility::always
+        || (visibility == DockIconVisibility::whileDashboardOpen && m_isDashboardOpen))
         wanted = ActivationPolicy::regular;
     if (m_taskbarPolicy.policy() == wanted)
         return;

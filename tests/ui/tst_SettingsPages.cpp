@@ -34,6 +34,7 @@ private Q_SLOTS:
     void providersPage();
     void appearancePage();
     void alertsAndGeneralPages();
+    void withoutATrayHostTheDashboardStaysInTheTaskbar();
 
 private:
     QByteArray m_home;
@@ -222,6 +223,27 @@ void SettingsPagesTest::alertsAndGeneralPages()
     QVERIFY(!visibleItem(page, "checkForUpdatesButton")->isEnabled());
     QTest::qWait(50);
     screenshot(page->window(), "settings-general-dark");
+}
+
+void SettingsPagesTest::withoutATrayHostTheDashboardStaysInTheTaskbar()
+{
+    // No tray manager on this display, no watcher on this bus.
+    m_model->setDockIconVisibility(DockIconVisibility::never);
+    m_app->finishLaunching();
+    QQuickItem *page = openPage("appearance");
+    QVERIFY(page);
+    QQuickWindow *window = page->window();
+    QCOMPARE(m_model->taskbarPolicy().policy(), ActivationPolicy::regular);
+
+    // Closing keeps it as the taskbar entry; the stored choice waits for a tray.
+    click(visibleItem(page, "shortcutFieldButton"));
+    QVERIFY(!m_fakes->registered);
+    window->close();
+    QTRY_VERIFY(window->windowStates() & Qt::WindowMinimized);
+    QVERIFY(window->isVisible());
+    QCOMPARE(m_model->dockIconVisibility(), DockIconVisibility::never);
+    // Minimised is off the screen too: the recording ends.
+    QCOMPARE(m_fakes->registered, GlobalShortcut::defaultShortcut());
 }
 
 LIMITRA_VIEW_TEST_MAIN(SettingsPagesTest)

@@ -91,7 +91,7 @@ bool DashboardWindowController::eventFilter(QObject *watched, QEvent *event)
         return QObject::eventFilter(watched, event);
     saveFrame();
     // With a permanent taskbar entry, closing keeps the window as that entry.
-    if (m_model.dockIconVisibility() == DockIconVisibility::always) {
+    if (m_model.effectiveDockIconVisibility() == DockIconVisibility::always) {
         event->ignore();
         m_window->showMinimized();
         return true;

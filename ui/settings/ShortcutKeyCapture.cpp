@@ -80,15 +80,15 @@ void ShortcutKeyCapture::itemChange(ItemChange change, const ItemChangeData &val
     QQuickItem::itemChange(change, value);
 }
 
-// A closed dashboard is hidden, not destroyed: the item stays "visible" in its
-// scene, so the window's own visibility has to end a recording too, or the
-// paused hot key would stay off until the dashboard came back.
+// A closed dashboard is hidden or minimised, not destroyed: the item stays
+// "visible" in its scene, so the window leaving the screen has to end a
+// recording too, or the paused hot key would stay off until it came back.
 void ShortcutKeyCapture::followWindow(QQuickWindow *window)
 {
     disconnect(m_windowVisibility);
     if (window)
-        m_windowVisibility = connect(window, &QWindow::visibleChanged, this, [this](bool visible) {
-            if (!visible)
+        m_windowVisibility = connect(window, &QWindow::visibilityChanged, this, [this](QWindow::Visibility visibility) {
+            if (visibility == QWindow::Hidden || visibility == QWindow::Minimized)
                 stopRecording();
         });
 }

@@ -53,6 +53,7 @@ void LimitraApplication::finishLaunching()
 {
     if (m_trayHosts.checkNow())
         createTrayIcon();
+    m_model.setTrayHostPresent(m_tray != nullptr);
     if (!m_model.showsMenuBarIcon() || !m_tray)
         m_dashboard.show();
 }
@@ -62,6 +63,7 @@ void LimitraApplication::createTrayIcon()
     if (m_tray)
         return;
     m_tray = std::make_unique<TrayIcon>(m_model, m_updater);
+    m_model.setTrayHostPresent(true);
     connect(m_tray.get(), &TrayIcon::panelToggleRequested, &m_panel, &MenuBarPanelController::toggle);
     connect(m_tray.get(), &TrayIcon::panelShowRequested, &m_panel, &MenuBarPanelController::show);
     connect(m_tray.get(), &TrayIcon::dashboardRequested, this, &LimitraApplication::openDashboard);
