@@ -80,6 +80,7 @@ void SettingsPagesTest::providersPage()
     QVERIFY(visibleItems(page, "claudePathProblem").isEmpty());
 
     // The bridge row flips on connect and disconnect.
+    m_fakes->executable = QCoreApplication::applicationFilePath();
     QCOMPARE(texts(page, "bridgeStatus"), QStringList{"Using account fallback"});
     click(visibleItem(page, "bridgeButton"));
     QTRY_COMPARE(texts(page, "bridgeStatus"), QStringList{"Live bridge installed"});
@@ -90,6 +91,18 @@ void SettingsPagesTest::providersPage()
     QTRY_COMPARE(texts(page, "bridgeStatus"), QStringList{"Using account fallback"});
     QCOMPARE(texts(page, "bridgeButton"), QStringList{"Connect"});
     QVERIFY(texts(page, "noteText").contains("The previous Claude status-line configuration was restored."));
+
+    // A bridge left pointing at a Limitra that is gone shows as broken after a round, and Connect repairs it.
+    QFile settings(m_folder->filePath(".claude/settings.json"));
+    QVERIFY(settings.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    settings.write(R"({"statusLine": {"type": "command", "command": "'/gone/limitra' --claude-statusline"}})");
+    settings.close();
+    m_model->refresh();
+    finishRound({});
+    QCOMPARE(texts(page, "bridgeStatus"), QStringList{"Bridge points to a Limitra that no longer exists"});
+    screenshot(page->window(), "settings-providers-broken-bridge");
+    click(visibleItem(page, "bridgeButton"));
+    QTRY_COMPARE(texts(page, "bridgeStatus"), QStringList{"Live bridge installed"});
 }
 
 void SettingsPagesTest::appearancePage()

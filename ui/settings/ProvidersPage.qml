@@ -76,11 +76,15 @@ SettingsPage {
         caption: "Connecting installs a status-line proxy and backs up your existing one. Disconnecting restores it."
         RowLayout {
             Layout.fillWidth: true
-            readonly property bool installed: App.model.claudeIntegrationInstalled
+            // A bridge whose Limitra is gone (moved, or an old build tree)
+            // feeds nothing: it reads as broken, and Connect points it here.
+            readonly property bool broken: App.model.claudeIntegrationBroken
+            readonly property bool installed: App.model.claudeIntegrationInstalled && !broken
             Label {
                 objectName: "bridgeStatus"
-                text: parent.installed ? "Live bridge installed" : "Using account fallback"
-                color: parent.installed ? Theme.green : Theme.secondary
+                text: parent.broken ? "Bridge points to a Limitra that no longer exists"
+                                    : parent.installed ? "Live bridge installed" : "Using account fallback"
+                color: parent.broken ? Theme.orange : parent.installed ? Theme.green : Theme.secondary
             }
             Item { Layout.fillWidth: true }
             Button {
